@@ -1,0 +1,19 @@
+# Compile options shared by every target of the project.
+
+add_compile_options(-Wall -Wextra)
+if(KQ_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+# __FILE__ relative to the source tree, so log records name "src/.../rts_api.cpp".
+add_compile_options(-fmacro-prefix-map=${CMAKE_SOURCE_DIR}/=)
+
+if(KQ_SANITIZER STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(KQ_SANITIZER STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT KQ_SANITIZER STREQUAL "")
+  message(FATAL_ERROR "KQ_SANITIZER must be empty, address or thread")
+endif()

@@ -1,0 +1,72 @@
+// Control interface of the host platform, for tests and the demo; the library never
+// uses it. It resets the platform, shows the journal of platform calls, injects
+// failures and keeps the log records.
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+namespace hostctl {
+
+// Back to the state of a fresh process: no channels, platform not initialised,
+// default image settings, empty journal, no pending failures, no log records.
+void reset();
+
+// ---- Journal of platform calls ------------------------------------------------------------
+
+struct JournalEntry {
+    std::string function;  // "rts_av_bind"
+    std::string args;      // "3, 4"; records by address as "{1, 1920, 1080, 1, 25}"
+    int result;
+
+    // "rts_av_bind(3, 4) = 0"
+    std::string text() const;
+};
+
+std::vector<JournalEntry> journal();
+void clearJournal();
+// The calls of the journal made to `function`, in order.
+std::vector<JournalEntry> calls(const std::string& function);
+// "function(args)" of every call, in order, for comparing call sequences.
+std::vector<std::string> callTexts();
+
+// ---- Failure injection ------------------------------------------------------------------
+
+// Makes the `nth` next call of `function` (1: the very next one) return `code`
+// without doing anything. For creation calls `code` is the returned id.
+void failCall(const std::string& function, unsigned int nth, int code);
+void clearFailures();
+
+// ---- Log records ------------------------------------------------------------------------
+
+struct LogRecord {
+    enum class Path { Shown, Stored };  // LogEntry::Msg or Log2MyDB
+    Path path;
+    unsigned int level;
+    unsigned int module;
+    std::string file;  // empty when the record had none
+    unsigned int line;
+    std::string text;  // the formatted text, trailing newline included
+
+    // One readable line: "E rts_api.cpp:42 given ch[2] not vaild!"
+    std::string readable() const;
+};
+
+// Stored records (Log2MyDB) by default; shown records (LogEntry) on request.
+std::vector<LogRecord> logRecords(LogRecord::Path path = LogRecord::Path::Stored);
+// The texts of the stored records, in order.
+std::vector<std::string> logTexts();
+void clearLogRecords();
+// Which levels LogEntry::IsShow() accepts, as a mask of level bits; all by default.
+void setShownLevels(unsigned int levelMask);
+// Prints every record as it is stored, or nothing with null (the default).
+void setLogEcho(std::FILE* stream);
+
+// ---- Channels -----------------------------------------------------------------------------
+
+int liveChannelCount();
+// How many rts_av_init() are not yet paired with a release.
+int platformInitCount();
+
+}  // namespace hostctl

@@ -1,0 +1,54 @@
+#include "log_entry.h"
+
+#include <cstdio>
+#include <string>
+
+#include "host_state.h"
+
+namespace {
+
+std::string format(const char* fmt, va_list args) {
+    if (!fmt) return "(null format)";
+    va_list copy;
+    va_copy(copy, args);
+    int n = std::vsnprintf(nullptr, 0, fmt, copy);
+    va_end(copy);
+    if (n < 0) return fmt;
+    std::string text(static_cast<size_t>(n) + 1, '\0');
+    std::vsnprintf(&text[0], text.size(), fmt, args);
+    text.resize(static_cast<size_t>(n));
+    return text;
+}
+
+void store(hostctl::LogRecord::Path path, unsigned int level, unsigned int module,
+           const char* file, unsigned int line, std::string text) {
+    hostctl::storeLogRecord({path, level, module, file ? file : "", line, std::move(text)});
+}
+
+}  // namespace
+
+bool LogEntry::IsShow(unsigned int levelBit, unsigned int /*moduleBit*/) {
+    for (unsigned int level = 0; level < 32; ++level)
+        if (levelBit == (1u << level)) return hostctl::levelShown(level);
+    return false;
+}
+
+LogEntry::LogEntry(unsigned int level, unsigned int module, const char* file, unsigned int line)
+    : mLevel(level), mModule(module), mFile(file), mLine(line) {}
+
+void LogEntry::Msg(const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    std::string text = format(fmt, args);
+    va_end(args);
+    store(hostctl::LogRecord::Path::Shown, mLevel, mModule, mFile, mLine, std::move(text));
+}
+
+void Log2MyDB(unsigned int level, unsigned int module, const char* file, unsigned int line,
+              const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    std::string text = format(fmt, args);
+    va_end(args);
+    store(hostctl::LogRecord::Path::Stored, level, module, file, line, std::move(text));
+}

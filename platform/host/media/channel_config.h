@@ -1,0 +1,48 @@
+// What a channel is created with, and which attributes and profiles the platform
+// accepts. Each make...() returns nothing for attributes the platform refuses.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <variant>
+
+#include "media/channel_kind.h"
+#include "rts_av.h"
+
+namespace host::media {
+
+// Sample format of an audio stream.
+struct AudioFormat {
+    uint32_t rate;           // Hz
+    uint32_t bitsPerSample;
+    uint32_t channels;
+};
+
+// Encode types the host accepts besides RTS_AUDIO_ENCODE_PCM.
+constexpr int kAudioEncodeG711Alaw = 1;
+constexpr int kAudioEncodeG711Ulaw = 2;
+constexpr int kAudioEncodeAac = 5;
+
+struct AudioEncodeAttr {
+    int type;          // RTS_AUDIO_ENCODE_PCM or kAudioEncode...
+    uint32_t bitrate;  // bits per second; 0 follows from the input
+};
+
+// Overlay channels have no attributes (monostate); capture and playback channels both
+// keep an rts_audio_attr.
+using ChannelConfig = std::variant<std::monostate, rts_isp_attr, rts_h264_attr, rts_mjpeg_attr,
+                                   rts_audio_attr, AudioFormat, AudioEncodeAttr>;
+
+std::optional<ChannelConfig> makeIspConfig(const rts_isp_attr* attr);
+std::optional<ChannelConfig> makeH264Config(const rts_h264_attr* attr);
+std::optional<ChannelConfig> makeMjpegConfig(const rts_mjpeg_attr* attr);
+// For capture and playback alike.
+std::optional<ChannelConfig> makeAudioDeviceConfig(const rts_audio_attr* attr);
+std::optional<ChannelConfig> makeResampleConfig(uint32_t rate, uint32_t bitsPerSample,
+                                                uint32_t channels);
+std::optional<ChannelConfig> makeAudioEncodeConfig(int type, uint32_t bitrate);
+
+// Whether a channel of `kind` accepts `profile`; false for kinds without a profile.
+bool validProfile(ChannelKind kind, const rts_av_profile& profile);
+
+}  // namespace host::media

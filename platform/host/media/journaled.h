@@ -1,0 +1,19 @@
+// The common shape of an exported platform call that returns a code: journal the call,
+// return an injected failure untouched, otherwise do the work and journal its result.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "call_journal.h"
+
+namespace host {
+
+template <typename F>
+int journaled(const char* function, std::string args, F work) {
+    hostctl::Call call(function, std::move(args));
+    if (call.injected()) return call.injectedCode();
+    return call.result(work());
+}
+
+}  // namespace host

@@ -1,0 +1,95 @@
+// The host-side objects behind the overlay and mask packs callers embed. A pack record
+// carries only a stamp (a marker and the object's id) in its private bytes; every use
+// checks the stamp, looks the id up and confirms the object belongs to this very record,
+// so copies, stale records and records from before a reset are refused, not followed.
+#pragma once
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <mutex>
+
+#include "media/id_table.h"
+
+namespace host::support {
+
+template <typename Record, typename State>
+class PackRegistry {
+public:
+    static constexpr std::size_t kMaxPacks = 64;
+
+    // -EINVAL for a null record, -EBUSY for one already initialised, -ENOSPC when full.
+    int init(Record* pack, const State& state) {
+        if (!pack) return -EINVAL;
+        std::lock_guard<std::mutex> lock(mMutex);
+        if (pack->ready != 0) return -EBUSY;
+        uint32_t id = mTable.add({pack, state});
+        if (id == 0) return -ENOSPC;
+        writeStamp(pack, {kMarker, id});
+        pack->ready = 1;
+        return 0;
+    }
+
+    // Frees the pack's object and marks the record uninitialised; -EINVAL for a record
+    // that is not an initialised pack.
+    int deinit(Record* pack) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        uint32_t id;
+        if (!lookup(pack, &id)) return -EINVAL;
+        mTable.remove(id);
+        writeStamp(pack, {0, 0});
+        pack->ready = 0;
+        return 0;
+    }
+
+    // f(id, state) under the registry's lock; -EINVAL for a record that is not an
+    // initialised pack.
+    template <typename F>
+    int with(Record* pack, F f) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        uint32_t id;
+        Entry* entry = lookup(pack, &id);
+        if (!entry) return -EINVAL;
+        return f(id, entry->state);
+    }
+
+    void reset() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mTable.clear();
+    }
+
+private:
+    static constexpr uint32_t kMarker = 0x4b434150;  // "PACK"
+
+    struct Stamp {
+        uint32_t marker;
+        uint32_t id;
+    };
+    static_assert(sizeof(Stamp) <= sizeof(Record::priv), "the stamp fits the private bytes");
+
+    struct Entry {
+        const Record* owner;  // compared, never dereferenced
+        State state;
+    };
+
+    static void writeStamp(Record* pack, const Stamp& stamp) {
+        std::memcpy(pack->priv, &stamp, sizeof stamp);
+    }
+
+    Entry* lookup(const Record* pack, uint32_t* id) {
+        if (!pack || pack->ready == 0) return nullptr;
+        Stamp stamp;
+        std::memcpy(&stamp, pack->priv, sizeof stamp);
+        if (stamp.marker != kMarker) return nullptr;
+        Entry* entry = mTable.find(stamp.id);
+        if (!entry || entry->owner != pack) return nullptr;
+        *id = stamp.id;
+        return entry;
+    }
+
+    std::mutex mMutex;
+    media::IdTable<Entry> mTable{kMaxPacks};
+};
+
+}  // namespace host::support

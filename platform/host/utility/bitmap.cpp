@@ -1,0 +1,181 @@
+#include "module/bitmap.h"
+
+#include <cstring>
+#include <fstream>
+#include <vector>
+
+namespace module {
+
+namespace {
+
+constexpr uint32_t kMaxDimension = 8192;
+
+// Byte offsets in the file: a 14-byte file header, then an info header of at
+// least 40 bytes, whose larger versions carry the channel masks at the offsets
+// where a 40-byte header with BI_BITFIELDS keeps them after itself.
+constexpr size_t kFileHeaderSize = 14;
+constexpr size_t kMinInfoSize = 40;
+constexpr size_t kMasksOffset = kFileHeaderSize + kMinInfoSize;
+constexpr size_t kAlphaMaskOffset = kMasksOffset + 12;
+constexpr size_t kPrefixSize = kAlphaMaskOffset + 4;
+
+constexpr uint32_t kBiRgb = 0;
+constexpr uint32_t kBiBitfields = 3;
+
+uint16_t le16(const uint8_t* p) {
+    return static_cast<uint16_t>(p[0] | p[1] << 8);
+}
+
+uint32_t le32(const uint8_t* p) {
+    return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
+}
+
+// Where the pixels are and how to convert them.
+struct Layout {
+    uint32_t width = 0;
+    uint32_t height = 0;
+    bool bottomUp = true;
+    uint16_t bits = 0;
+    bool alphaChannel = false;  // the fourth byte of a 32-bit pixel may be alpha
+    uint64_t dataOffset = 0;
+    uint32_t stride = 0;  // bytes per row in the file, padded to 4
+};
+
+class BmpFile {
+public:
+    explicit BmpFile(const char* path) : mStream(path, std::ios::binary) {
+        if (!mStream) return;
+        mStream.seekg(0, std::ios::end);
+        const std::streamoff end = mStream.tellg();
+        mSize = end > 0 ? static_cast<uint64_t>(end) : 0;
+    }
+
+    uint64_t Size() const { return mSize; }
+
+    bool ReadAt(uint64_t offset, uint8_t* dest, size_t n) {
+        if (offset > mSize || n > mSize - offset) return false;
+        mStream.clear();
+        mStream.seekg(static_cast<std::streamoff>(offset));
+        mStream.read(reinterpret_cast<char*>(dest), static_cast<std::streamsize>(n));
+        return mStream.gcount() == static_cast<std::streamsize>(n);
+    }
+
+private:
+    std::ifstream mStream;
+    uint64_t mSize = 0;
+};
+
+// Only the standard BGRA layout is taken from BI_BITFIELDS files.
+bool parseMasks(const uint8_t* prefix, uint32_t infoSize, Layout* layout) {
+    if (le32(prefix + kMasksOffset) != 0x00ff0000 || le32(prefix + kMasksOffset + 4) != 0x0000ff00 ||
+        le32(prefix + kMasksOffset + 8) != 0x000000ff)
+        return false;
+    if (infoSize < kAlphaMaskOffset + 4 - kFileHeaderSize) return true;
+    const uint32_t alphaMask = le32(prefix + kAlphaMaskOffset);
+    if (alphaMask != 0 && alphaMask != 0xff000000) return false;
+    layout->alphaChannel = alphaMask != 0;
+    return true;
+}
+
+bool parseDimensions(const uint8_t* prefix, Layout* layout) {
+    const auto width = static_cast<int32_t>(le32(prefix + 18));
+    const auto height = static_cast<int64_t>(static_cast<int32_t>(le32(prefix + 22)));
+    const int64_t absHeight = height < 0 ? -height : height;
+    if (width <= 0 || static_cast<uint32_t>(width) > kMaxDimension || absHeight == 0 ||
+        absHeight > kMaxDimension)
+        return false;
+    layout->width = static_cast<uint32_t>(width);
+    layout->height = static_cast<uint32_t>(absHeight);
+    layout->bottomUp = height > 0;
+    return true;
+}
+
+bool parseHeaders(BmpFile& file, Layout* layout) {
+    uint8_t prefix[kPrefixSize] = {};
+    const size_t got = file.Size() < kPrefixSize ? static_cast<size_t>(file.Size()) : kPrefixSize;
+    if (got < kMasksOffset || !file.ReadAt(0, prefix, got)) return false;
+    if (prefix[0] != 'B' || prefix[1] != 'M') return false;
+
+    const uint32_t infoSize = le32(prefix + 14);
+    const uint32_t compression = le32(prefix + 30);
+    layout->bits = le16(prefix + 28);
+    if (infoSize < kMinInfoSize || le16(prefix + 26) != 1 || !parseDimensions(prefix, layout))
+        return false;
+
+    // The headers (and masks following a plain 40-byte header) end before the pixels.
+    uint64_t headersEnd = kFileHeaderSize + uint64_t{infoSize};
+    if (layout->bits == 24 && compression == kBiRgb) {
+        layout->alphaChannel = false;
+    } else if (layout->bits == 32 && compression == kBiRgb) {
+        layout->alphaChannel = true;
+    } else if (layout->bits == 32 && compression == kBiBitfields) {
+        if (headersEnd < kAlphaMaskOffset) headersEnd = kAlphaMaskOffset;
+        layout->alphaChannel = true;
+        if (got < kAlphaMaskOffset || !parseMasks(prefix, infoSize, layout)) return false;
+    } else {
+        return false;
+    }
+
+    layout->dataOffset = le32(prefix + 10);
+    layout->stride = (layout->width * layout->bits + 31) / 32 * 4;
+    const uint64_t dataSize = uint64_t{layout->stride} * layout->height;
+    return headersEnd <= file.Size() && layout->dataOffset >= headersEnd &&
+           layout->dataOffset <= file.Size() && dataSize <= file.Size() - layout->dataOffset;
+}
+
+void convertRow(const uint8_t* in, uint8_t* out, const Layout& layout, bool* sawAlpha) {
+    const size_t step = layout.bits / 8;
+    for (uint32_t x = 0; x < layout.width; ++x, in += step, out += 4) {
+        out[0] = in[0];
+        out[1] = in[1];
+        out[2] = in[2];
+        out[3] = layout.alphaChannel ? in[3] : 0xff;
+        if (out[3] != 0) *sawAlpha = true;
+    }
+}
+
+// Many tools leave the alpha byte of 32-bit files 0: such a picture is opaque.
+void makeOpaque(Buf& pixels) {
+    uint8_t* p = pixels.Data();
+    for (uint32_t i = 3; i < pixels.size; i += 4) p[i] = 0xff;
+}
+
+std::shared_ptr<Buf> readPixels(BmpFile& file, const Layout& layout) {
+    auto pixels = std::make_shared<Buf>();
+    const uint32_t outStride = layout.width * 4;
+    pixels->Malloc(outStride * layout.height);
+    if (!pixels->block) return nullptr;
+    pixels->size = pixels->capacity;
+
+    std::vector<uint8_t> row(layout.stride);
+    bool sawAlpha = false;
+    for (uint32_t y = 0; y < layout.height; ++y) {
+        if (!file.ReadAt(layout.dataOffset + uint64_t{y} * layout.stride, row.data(), row.size()))
+            return nullptr;
+        const uint32_t outRow = layout.bottomUp ? layout.height - 1 - y : y;
+        convertRow(row.data(), pixels->Data() + size_t{outRow} * outStride, layout, &sawAlpha);
+    }
+    if (!sawAlpha) makeOpaque(*pixels);
+    return pixels;
+}
+
+}  // namespace
+
+std::shared_ptr<Buf> GetPureBitmap(const char* path, BmpInfo* info) {
+    if (info) std::memset(info, 0, sizeof(*info));
+    if (!path || !info) return nullptr;
+
+    BmpFile file(path);
+    Layout layout;
+    if (!parseHeaders(file, &layout)) return nullptr;
+    std::shared_ptr<Buf> pixels = readPixels(file, layout);
+    if (!pixels) return nullptr;
+
+    info->width = layout.width;
+    info->height = layout.height;
+    info->format = kBitmapFormatBgra8888;
+    info->bits = static_cast<uint8_t>(layout.bits);
+    return pixels;
+}
+
+}  // namespace module

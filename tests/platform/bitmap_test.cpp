@@ -1,0 +1,153 @@
+// Loading BMP files written by the tests themselves.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "module/bitmap.h"
+
+using namespace module;
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+void put16(Bytes& b, size_t at, uint32_t v) {
+    b[at] = v & 0xff;
+    b[at + 1] = (v >> 8) & 0xff;
+}
+
+void put32(Bytes& b, size_t at, uint32_t v) {
+    put16(b, at, v & 0xffff);
+    put16(b, at + 2, v >> 16);
+}
+
+// A BMP with a 40-byte info header, `extra` bytes between header and pixels (for
+// the masks) and the given pixel rows, already padded.
+Bytes bmp(int32_t width, int32_t height, uint16_t bits, uint32_t compression, const Bytes& rows,
+          const Bytes& extra = {}) {
+    Bytes b(54);
+    b[0] = 'B';
+    b[1] = 'M';
+    const size_t offset = b.size() + extra.size();
+    put32(b, 2, static_cast<uint32_t>(offset + rows.size()));
+    put32(b, 10, static_cast<uint32_t>(offset));
+    put32(b, 14, 40);
+    put32(b, 18, static_cast<uint32_t>(width));
+    put32(b, 22, static_cast<uint32_t>(height));
+    put16(b, 26, 1);
+    put16(b, 28, bits);
+    put32(b, 30, compression);
+    b.insert(b.end(), extra.begin(), extra.end());
+    b.insert(b.end(), rows.begin(), rows.end());
+    return b;
+}
+
+const Bytes kStandardMasks = {0, 0, 0xff, 0, 0, 0xff, 0, 0, 0xff, 0, 0, 0};
+
+class BitmapTest : public ::testing::Test {
+protected:
+    void TearDown() override { std::remove(mPath.c_str()); }
+
+    std::shared_ptr<Buf> load(const Bytes& file) {
+        std::ofstream(mPath, std::ios::binary)
+            .write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
+        std::memset(&mInfo, 0xab, sizeof(mInfo));
+        return GetPureBitmap(mPath.c_str(), &mInfo);
+    }
+
+    void expectRefused(const Bytes& file, const char* what) {
+        EXPECT_EQ(load(file), nullptr) << what;
+        const BmpInfo zero{};
+        EXPECT_EQ(std::memcmp(&mInfo, &zero, sizeof(zero)), 0) << what;
+    }
+
+    static Bytes pixels(const Buf& buf) { return Bytes(buf.Data(), buf.Data() + buf.size); }
+
+    const std::string mPath = ::testing::TempDir() + "bitmap_test_" + std::to_string(getpid()) + ".bmp";
+    BmpInfo mInfo{};
+};
+
+}  // namespace
+
+TEST_F(BitmapTest, Reads24BitBottomUpWithRowPadding) {
+    // 3x2, rows of 9 bytes padded to 12; the file's first row is the bottom one.
+    const Bytes rows = {1, 2, 3, 4, 5, 6, 7, 8, 9, 0, 0, 0,
+                        11, 12, 13, 14, 15, 16, 17, 18, 19, 0, 0, 0};
+    auto buf = load(bmp(3, 2, 24, 0, rows));
+    ASSERT_NE(buf, nullptr);
+    EXPECT_EQ(mInfo.width, 3u);
+    EXPECT_EQ(mInfo.height, 2u);
+    EXPECT_EQ(mInfo.format, kBitmapFormatBgra8888);
+    EXPECT_EQ(mInfo.bits, 24);
+    EXPECT_EQ(buf->offset, 0u);
+    EXPECT_EQ(pixels(*buf), (Bytes{11, 12, 13, 255, 14, 15, 16, 255, 17, 18, 19, 255,
+                                   1, 2, 3, 255, 4, 5, 6, 255, 7, 8, 9, 255}));
+}
+
+TEST_F(BitmapTest, Reads32BitTopDownWithItsAlpha) {
+    const Bytes rows = {1, 2, 3, 0, 4, 5, 6, 128, 7, 8, 9, 255, 10, 11, 12, 1};
+    auto buf = load(bmp(2, -2, 32, 0, rows));
+    ASSERT_NE(buf, nullptr);
+    EXPECT_EQ(mInfo.bits, 32);
+    EXPECT_EQ(mInfo.height, 2u);
+    EXPECT_EQ(pixels(*buf), rows);
+
+    // The same through BI_BITFIELDS with the standard masks.
+    buf = load(bmp(2, -2, 32, 3, rows, kStandardMasks));
+    ASSERT_NE(buf, nullptr);
+    EXPECT_EQ(pixels(*buf), rows);
+
+    // Many tools write 0 in every alpha byte: such a picture is opaque.
+    buf = load(bmp(2, 1, 32, 0, {1, 2, 3, 0, 4, 5, 6, 0}));
+    ASSERT_NE(buf, nullptr);
+    EXPECT_EQ(pixels(*buf), (Bytes{1, 2, 3, 255, 4, 5, 6, 255}));
+}
+
+TEST_F(BitmapTest, RefusesMalformedOrUnsupportedFiles) {
+    const Bytes rows24(12 * 2, 7);
+    const Bytes good = bmp(3, 2, 24, 0, rows24);
+    ASSERT_NE(load(good), nullptr);
+
+    Bytes badMagic = good;
+    badMagic[0] = 'X';
+    expectRefused(badMagic, "bad magic");
+    expectRefused(Bytes(good.begin(), good.begin() + 40), "truncated header");
+    expectRefused(Bytes(good.begin(), good.end() - 1), "truncated pixel data");
+    Bytes offsetPastEnd = good;
+    put32(offsetPastEnd, 10, 0xfffffff0u);
+    expectRefused(offsetPastEnd, "pixel offset past the end");
+    Bytes offsetInHeader = good;
+    put32(offsetInHeader, 10, 20);
+    expectRefused(offsetInHeader, "pixel offset inside the header");
+    Bytes twoPlanes = good;
+    put16(twoPlanes, 26, 2);
+    expectRefused(twoPlanes, "two planes");
+    Bytes smallHeader = good;
+    put32(smallHeader, 14, 12);
+    expectRefused(smallHeader, "old 12-byte header");
+
+    expectRefused(bmp(9000, 1, 24, 0, Bytes(27000, 0)), "too wide");
+    expectRefused(bmp(1, -9000, 32, 0, Bytes(36000, 0)), "too high");
+    expectRefused(bmp(1, INT32_MIN, 24, 0, rows24), "most negative height");
+    expectRefused(bmp(3, 0, 24, 0, {}), "zero height");
+    expectRefused(bmp(-3, 2, 24, 0, rows24), "negative width");
+    expectRefused(bmp(2, 2, 16, 0, Bytes(8, 0)), "16-bit");
+    expectRefused(bmp(3, 2, 24, 1, rows24), "compressed");
+    expectRefused(bmp(1, 1, 32, 3, Bytes(4, 0)), "bitfields without masks");
+    Bytes rgbaMasks = kStandardMasks;
+    std::swap(rgbaMasks[0], rgbaMasks[2]);
+    expectRefused(bmp(1, 1, 32, 3, Bytes(4, 0), rgbaMasks), "other masks");
+
+    std::remove(mPath.c_str());
+    expectRefused({}, "empty file");
+    std::remove(mPath.c_str());
+    EXPECT_EQ(GetPureBitmap(mPath.c_str(), &mInfo), nullptr);
+    EXPECT_EQ(GetPureBitmap(nullptr, &mInfo), nullptr);
+    EXPECT_EQ(GetPureBitmap(mPath.c_str(), nullptr), nullptr);
+}

@@ -1,0 +1,411 @@
+// The host platform's media channels: lifetime, ids, bindings, state rules, refusals,
+// the journal and injected failures.
+#include <cerrno>
+#include <cstring>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "host_control.h"
+#include "rts_av.h"
+
+namespace {
+
+rts_av_profile videoProfile(uint32_t width = 1920, uint32_t height = 1080, uint32_t fps = 25) {
+    rts_av_profile p{};
+    p.format = RTS_PIX_FMT_NV12;
+    p.video = {width, height, 1, fps};
+    return p;
+}
+
+rts_audio_attr audioAttr(const char* node = "hw:0,0") {
+    rts_audio_attr a{};
+    std::strncpy(a.dev_node, node, sizeof a.dev_node - 1);
+    a.format = 16;
+    a.channels = 1;
+    a.rate = 16000;
+    return a;
+}
+
+class MediaChannels : public ::testing::Test {
+protected:
+    void SetUp() override {
+        hostctl::reset();
+        ASSERT_EQ(rts_av_init(), 0);
+    }
+    void TearDown() override { hostctl::reset(); }
+
+    static int isp() {
+        rts_isp_attr a{3, 0};
+        return rts_av_create_isp_chn(&a);
+    }
+    static int ispWithProfile() {
+        int chn = isp();
+        rts_av_profile p = videoProfile();
+        EXPECT_EQ(rts_av_set_profile(chn, &p), 0);
+        return chn;
+    }
+    static int osd() { return rts_av_create_osd_chn(); }
+    static int h264() {
+        rts_h264_attr a{4, -1, 2'000'000, 50, 0, 0};
+        return rts_av_create_h264_chn(&a);
+    }
+    static int mjpeg() {
+        rts_mjpeg_attr a{0};
+        return rts_av_create_mjpeg_chn(&a);
+    }
+    static int capture() {
+        rts_audio_attr a = audioAttr();
+        return rts_av_create_audio_capture_chn(&a);
+    }
+    static int playback() {
+        rts_audio_attr a = audioAttr();
+        return rts_av_create_audio_playback_chn(&a);
+    }
+    static int resample() { return rts_av_create_audio_resample_chn(8000, 16, 1); }
+    static int encode() { return rts_av_create_audio_encode_chn(RTS_AUDIO_ENCODE_PCM, 0); }
+    // An enabled ISP (id in *camera) feeding an enabled H.264 channel.
+    static int runningEncoder(int* camera) {
+        *camera = ispWithProfile();
+        int enc = h264();
+        EXPECT_EQ(rts_av_bind(*camera, enc), 0);
+        EXPECT_EQ(rts_av_enable_chn(*camera), 0);
+        EXPECT_EQ(rts_av_enable_chn(enc), 0);
+        return enc;
+    }
+};
+
+TEST_F(MediaChannels, InitIsCountedAndTheLastReleaseDestroysEverything) {
+    ASSERT_EQ(rts_av_init(), 0);
+    EXPECT_EQ(hostctl::platformInitCount(), 2);
+    int camera;
+    int enc = runningEncoder(&camera);
+    rts_h264_ctrl* ctrl = nullptr;
+    ASSERT_EQ(rts_av_query_h264_ctrl(enc, &ctrl), 0);
+
+    EXPECT_EQ(rts_av_release(), 0);
+    EXPECT_EQ(hostctl::liveChannelCount(), 2);  // still one user
+    EXPECT_EQ(rts_av_release(), 0);
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+    EXPECT_EQ(hostctl::platformInitCount(), 0);
+    EXPECT_EQ(rts_av_release(), -EPERM);
+    rts_av_release_h264_ctrl(ctrl);  // already freed with the platform: ignored
+
+    // Ids keep counting across a release, so an old id never names a new channel.
+    ASSERT_EQ(rts_av_init(), 0);
+    EXPECT_GT(isp(), enc);
+}
+
+TEST_F(MediaChannels, EverythingIsRefusedWhileNotInitialised) {
+    int chn = isp();
+    ASSERT_EQ(rts_av_release(), 0);
+    rts_av_profile profile = videoProfile();
+    rts_h264_ctrl* ctrl = nullptr;
+    EXPECT_EQ(isp(), -ENODEV);
+    EXPECT_EQ(rts_av_create_h264_chn(nullptr), -ENODEV);  // before the attributes
+    EXPECT_EQ(rts_av_set_profile(chn, &profile), -ENODEV);
+    EXPECT_EQ(rts_av_bind(chn, chn + 1), -ENODEV);
+    EXPECT_EQ(rts_av_enable_chn(chn), -ENODEV);
+    EXPECT_EQ(rts_av_destroy_chn(chn), -ENODEV);
+    EXPECT_EQ(rts_av_start_recv(chn), -ENODEV);
+    EXPECT_EQ(rts_av_query_h264_ctrl(chn, &ctrl), -ENODEV);
+    EXPECT_EQ(rts_av_get_chn_status(chn), 0);  // a status: never reads as active
+}
+
+TEST_F(MediaChannels, CreationRefusesBadAttributes) {
+    const rts_isp_attr badIsp[] = {{0, 0}, {9, 0}, {3, 2}};
+    for (const rts_isp_attr& a : badIsp) EXPECT_EQ(rts_av_create_isp_chn(&a), -EINVAL) << a.mode;
+    const rts_isp_attr edgeIsp{8, 1};
+    EXPECT_GE(rts_av_create_isp_chn(&edgeIsp), 0);
+
+    // {queueDepth, qp, bitrate, gop, rotation, reserved}
+    const rts_h264_attr badH264[] = {{4, -1, 0, 50, 0, 0}, {4, -1, 100'000'001, 50, 0, 0},
+                                     {4, -1, 1000, 0, 0, 0}, {4, -2, 1000, 50, 0, 0},
+                                     {4, 52, 1000, 50, 0, 0}};
+    for (const rts_h264_attr& a : badH264) EXPECT_EQ(rts_av_create_h264_chn(&a), -EINVAL) << a.qp;
+    const rts_h264_attr edgeH264[] = {{4, 51, 100'000'000, 1, 0, 0}, {4, 0, 1, 1, 0, 0}};
+    for (const rts_h264_attr& a : edgeH264) EXPECT_GE(rts_av_create_h264_chn(&a), 0) << a.qp;
+
+    std::vector<rts_audio_attr> badAudio(6, audioAttr());
+    badAudio[0].dev_node[0] = '\0';
+    std::memset(badAudio[1].dev_node, 'x', sizeof badAudio[1].dev_node);  // unterminated
+    badAudio[2].format = 24;
+    badAudio[3].channels = 3;
+    badAudio[4].rate = 7999;
+    badAudio[5].rate = 48001;
+    for (const rts_audio_attr& a : badAudio) {
+        EXPECT_EQ(rts_av_create_audio_capture_chn(&a), -EINVAL) << a.dev_node[0] << a.rate;
+        EXPECT_EQ(rts_av_create_audio_playback_chn(&a), -EINVAL) << a.dev_node[0] << a.rate;
+    }
+    rts_audio_attr edgeAudio = audioAttr();
+    edgeAudio.format = 32;
+    edgeAudio.channels = 2;
+    edgeAudio.rate = 48000;
+    EXPECT_GE(rts_av_create_audio_playback_chn(&edgeAudio), 0);
+
+    EXPECT_EQ(rts_av_create_mjpeg_chn(nullptr), -EINVAL);
+    EXPECT_EQ(rts_av_create_audio_capture_chn(nullptr), -EINVAL);
+    EXPECT_EQ(rts_av_create_audio_resample_chn(8000, 12, 1), -EINVAL);
+    EXPECT_EQ(rts_av_create_audio_resample_chn(96000, 16, 1), -EINVAL);
+    EXPECT_EQ(rts_av_create_audio_encode_chn(99, 0), -EINVAL);
+    EXPECT_EQ(rts_av_create_audio_encode_chn(RTS_AUDIO_ENCODE_PCM, 100'000'000), -EINVAL);
+}
+
+TEST_F(MediaChannels, IdsIncreaseUntilResetAndLiveChannelsAreLimited) {
+    EXPECT_EQ(osd(), 0);
+    ASSERT_EQ(rts_av_destroy_chn(0), 0);
+    EXPECT_EQ(osd(), 1);
+
+    int last = 1, id;
+    while ((id = osd()) >= 0) last = id;
+    EXPECT_EQ(id, -ENOSPC);
+    EXPECT_GE(hostctl::liveChannelCount(), 8);
+    ASSERT_EQ(rts_av_destroy_chn(last), 0);
+    EXPECT_GT(osd(), last);
+
+    hostctl::reset();
+    ASSERT_EQ(rts_av_init(), 0);
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+    EXPECT_EQ(osd(), 0);
+}
+
+TEST_F(MediaChannels, UnknownAndDestroyedIdsAreRefused) {
+    int gone = isp();
+    ASSERT_EQ(rts_av_destroy_chn(gone), 0);
+    int live = osd();
+    rts_av_profile profile = videoProfile();
+    rts_mjpeg_ctrl* ctrl = nullptr;
+    for (int chn : {-1, gone, 999}) {
+        SCOPED_TRACE(chn);
+        EXPECT_EQ(rts_av_set_profile(chn, &profile), -ENOENT);
+        EXPECT_EQ(rts_av_bind(chn, live), -ENOENT);
+        EXPECT_EQ(rts_av_bind(live, chn), -ENOENT);
+        EXPECT_EQ(rts_av_enable_chn(chn), -ENOENT);
+        EXPECT_EQ(rts_av_disable_chn(chn), -ENOENT);
+        EXPECT_EQ(rts_av_destroy_chn(chn), -ENOENT);
+        EXPECT_EQ(rts_av_stop_recv(chn), -ENOENT);
+        EXPECT_EQ(rts_av_stop_send(chn), -ENOENT);
+        EXPECT_EQ(rts_av_get_chn_status(chn), 0);
+        EXPECT_EQ(rts_av_query_mjpeg_ctrl(chn, &ctrl), -ENOENT);
+    }
+    EXPECT_EQ(hostctl::liveChannelCount(), 1);
+}
+
+TEST_F(MediaChannels, ProfilesAreCheckedPerKindAndFixedWhileEnabled) {
+    int chn = isp();
+    rts_av_profile pcm{};
+    pcm.format = RTS_AUDIO_FMT_PCM;
+    pcm.audio = {48000, 32, 2, 0};
+    EXPECT_EQ(rts_av_set_profile(chn, nullptr), -EINVAL);
+    for (rts_av_profile bad : {videoProfile(1921, 1080), videoProfile(14, 1080),
+                               videoProfile(1920, 4098), videoProfile(1920, 1080, 121),
+                               videoProfile(1920, 1080, 0), pcm})
+        EXPECT_EQ(rts_av_set_profile(chn, &bad), -EINVAL) << bad.video.width << bad.video.height;
+
+    rts_av_profile profile = videoProfile(640, 480, 120);
+    ASSERT_EQ(rts_av_set_profile(chn, &profile), 0);
+    ASSERT_EQ(rts_av_enable_chn(chn), 0);
+    EXPECT_EQ(rts_av_set_profile(chn, &profile), -EBUSY);
+    ASSERT_EQ(rts_av_disable_chn(chn), 0);
+    EXPECT_EQ(rts_av_set_profile(chn, &profile), 0);
+
+    int enc = encode();
+    EXPECT_EQ(rts_av_set_profile(enc, &pcm), 0);
+    EXPECT_EQ(rts_av_set_profile(enc, &profile), -EINVAL);  // video profile on audio
+    pcm.audio.bitsPerSample = 12;
+    EXPECT_EQ(rts_av_set_profile(enc, &pcm), -EINVAL);
+    for (int other : {osd(), h264(), mjpeg(), capture(), resample()})
+        EXPECT_EQ(rts_av_set_profile(other, &profile), -EINVAL) << other;
+}
+
+TEST_F(MediaChannels, OnlyMediaFlowLinksCanBeBound) {
+    struct Kind {
+        std::string name;
+        int (*make)();
+    };
+    const Kind kinds[] = {{"isp", isp},           {"osd", osd},         {"h264", h264},
+                          {"mjpeg", mjpeg},       {"capture", capture}, {"playback", playback},
+                          {"resample", resample}, {"encode", encode}};
+    const std::set<std::pair<std::string, std::string>> links = {
+        {"isp", "osd"},      {"isp", "h264"},        {"isp", "mjpeg"},     {"osd", "h264"},
+        {"osd", "mjpeg"},    {"capture", "resample"}, {"capture", "encode"}, {"resample", "encode"}};
+    for (const Kind& src : kinds) {
+        for (const Kind& dst : kinds) {
+            hostctl::reset();
+            ASSERT_EQ(rts_av_init(), 0);
+            int from = src.make(), to = dst.make();
+            int expected = links.count({src.name, dst.name}) ? 0 : -EINVAL;
+            EXPECT_EQ(rts_av_bind(from, to), expected) << src.name << " -> " << dst.name;
+        }
+    }
+}
+
+TEST_F(MediaChannels, ADestinationHasOneSourceAndASourceManyDestinations) {
+    int camera = isp(), overlay = osd(), enc = h264(), jpg = mjpeg();
+    EXPECT_EQ(rts_av_bind(camera, overlay), 0);
+    EXPECT_EQ(rts_av_bind(overlay, enc), 0);
+    EXPECT_EQ(rts_av_bind(overlay, jpg), 0);
+    EXPECT_EQ(rts_av_bind(overlay, enc), 0);  // the same link again
+    EXPECT_EQ(rts_av_bind(camera, enc), -EBUSY);
+    EXPECT_EQ(rts_av_bind(overlay, overlay), -EINVAL);
+}
+
+TEST_F(MediaChannels, EnablingNeedsProfileAndSource) {
+    int camera = isp();
+    int enc = h264();
+    EXPECT_EQ(rts_av_enable_chn(camera), -EPERM);  // no profile yet
+    for (int chn : {enc, osd(), mjpeg(), resample(), encode()})
+        EXPECT_EQ(rts_av_enable_chn(chn), -EPERM) << chn;  // no source yet
+    for (int chn : {capture(), playback()}) EXPECT_EQ(rts_av_enable_chn(chn), 0) << chn;
+
+    rts_av_profile p = videoProfile();
+    ASSERT_EQ(rts_av_set_profile(camera, &p), 0);
+    ASSERT_EQ(rts_av_bind(camera, enc), 0);
+    EXPECT_EQ(rts_av_enable_chn(enc), 0);
+    EXPECT_EQ(rts_av_enable_chn(enc), 0);
+    EXPECT_NE(rts_av_get_chn_status(enc), 0);
+    EXPECT_EQ(rts_av_disable_chn(enc), 0);
+    EXPECT_EQ(rts_av_disable_chn(enc), 0);
+    EXPECT_EQ(rts_av_get_chn_status(enc), 0);
+}
+
+TEST_F(MediaChannels, DestroyingDropsBindingsEvenWhileRunning) {
+    int camera;
+    int enc = runningEncoder(&camera);
+    int jpg = mjpeg();
+    ASSERT_EQ(rts_av_bind(camera, jpg), 0);
+
+    EXPECT_EQ(rts_av_destroy_chn(camera), 0);
+    EXPECT_EQ(hostctl::liveChannelCount(), 2);
+    // Both former destinations are free for a new source.
+    int next = ispWithProfile();
+    EXPECT_EQ(rts_av_bind(next, enc), 0);
+    EXPECT_EQ(rts_av_bind(next, jpg), 0);
+}
+
+TEST_F(MediaChannels, ReceivingAndSendingNeedAnEnabledChannelOfTheRightKind) {
+    int camera;
+    int enc = runningEncoder(&camera);
+    int idle = h264();
+    EXPECT_EQ(rts_av_start_recv(idle), -EPERM);
+    EXPECT_EQ(rts_av_stop_recv(idle), 0);
+    EXPECT_EQ(rts_av_start_recv(enc), 0);
+    EXPECT_EQ(rts_av_start_recv(enc), 0);
+    EXPECT_EQ(rts_av_start_send(enc), -EINVAL);
+    EXPECT_EQ(rts_av_start_recv(camera), -EINVAL);  // the ISP only feeds other channels
+
+    int mic = capture();
+    ASSERT_EQ(rts_av_enable_chn(mic), 0);
+    EXPECT_EQ(rts_av_start_recv(mic), 0);
+
+    int spk = playback();
+    EXPECT_EQ(rts_av_start_send(spk), -EPERM);
+    EXPECT_EQ(rts_av_stop_send(spk), 0);
+    ASSERT_EQ(rts_av_enable_chn(spk), 0);
+    EXPECT_EQ(rts_av_start_recv(spk), -EINVAL);
+    EXPECT_EQ(rts_av_start_send(spk), 0);
+    EXPECT_EQ(rts_av_start_send(spk), 0);
+}
+
+TEST_F(MediaChannels, ControlHandlesAreQueriedPerKindAndReleasedSafely) {
+    int enc = h264();
+    rts_h264_ctrl* ctrl = nullptr;
+    rts_h264_ctrl* second = nullptr;
+    rts_mjpeg_ctrl* jctrl = nullptr;
+    EXPECT_EQ(rts_av_query_h264_ctrl(enc, nullptr), -EINVAL);
+    EXPECT_EQ(rts_av_query_h264_ctrl(mjpeg(), &ctrl), -EINVAL);
+    EXPECT_EQ(rts_av_query_mjpeg_ctrl(enc, &jctrl), -EINVAL);
+    EXPECT_EQ(ctrl, nullptr);
+    ASSERT_EQ(rts_av_query_h264_ctrl(enc, &ctrl), 0);
+    ASSERT_EQ(rts_av_query_h264_ctrl(enc, &second), 0);
+    EXPECT_NE(ctrl, second);
+
+    // Releasing after the channel is gone, twice, null or as the wrong kind: all harmless.
+    ASSERT_EQ(rts_av_destroy_chn(enc), 0);
+    rts_av_release_h264_ctrl(ctrl);
+    rts_av_release_h264_ctrl(ctrl);
+    rts_av_release_h264_ctrl(nullptr);
+    rts_av_release_mjpeg_ctrl(reinterpret_cast<rts_mjpeg_ctrl*>(second));
+    EXPECT_EQ(hostctl::calls("rts_av_release_h264_ctrl")[2].text(),
+              "rts_av_release_h264_ctrl(null) = 0");
+    rts_av_release_h264_ctrl(second);
+}
+
+TEST_F(MediaChannels, InjectedFailuresAreReturnedAndJournaled) {
+    hostctl::failCall("rts_av_create_isp_chn", 1, -ENOMEM);
+    EXPECT_EQ(isp(), -ENOMEM);
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+    EXPECT_EQ(hostctl::calls("rts_av_create_isp_chn").back().result, -ENOMEM);
+
+    int camera = ispWithProfile();
+    hostctl::failCall("rts_av_enable_chn", 2, -EIO);
+    EXPECT_EQ(rts_av_enable_chn(camera), 0);
+    ASSERT_EQ(rts_av_disable_chn(camera), 0);
+    EXPECT_EQ(rts_av_enable_chn(camera), -EIO);
+    EXPECT_EQ(rts_av_get_chn_status(camera), 0);  // the failed call did nothing
+    EXPECT_EQ(rts_av_enable_chn(camera), 0);
+
+    hostctl::failCall("rts_av_release", 1, -EIO);
+    EXPECT_EQ(rts_av_release(), -EIO);
+    EXPECT_EQ(hostctl::platformInitCount(), 1);
+
+    hostctl::failCall("rts_av_release_mjpeg_ctrl", 1, -EIO);
+    rts_av_release_mjpeg_ctrl(nullptr);
+    EXPECT_EQ(hostctl::calls("rts_av_release_mjpeg_ctrl").back().result, -EIO);
+}
+
+TEST_F(MediaChannels, JournalShowsRecordsWordByWord) {
+    int camera = isp();
+    rts_av_profile p = videoProfile(1920, 1080, 25);
+    rts_av_set_profile(camera, &p);
+    h264();
+    mjpeg();
+    rts_audio_attr a = audioAttr("mic");
+    rts_av_create_audio_capture_chn(&a);
+    std::memset(a.dev_node, 'z', sizeof a.dev_node);  // unterminated: shown, never overrun
+    rts_av_create_audio_playback_chn(&a);
+    rts_av_create_isp_chn(nullptr);
+    rts_av_set_profile(camera, nullptr);
+    rts_av_bind(camera, 9);
+
+    std::vector<std::string> texts;
+    for (const hostctl::JournalEntry& e : hostctl::journal()) texts.push_back(e.text());
+    std::vector<std::string> expected = {
+        "rts_av_init() = 0",
+        "rts_av_create_isp_chn({3, 0}) = 0",
+        "rts_av_set_profile(0, {1, 1920, 1080, 1, 25}) = 0",
+        "rts_av_create_h264_chn({4, -1, 2000000, 50, 0, 0}) = 1",
+        "rts_av_create_mjpeg_chn({0}) = 2",
+        "rts_av_create_audio_capture_chn({\"mic\", 16, 1, 16000, 0}) = 3",
+        "rts_av_create_audio_playback_chn({\"" + std::string(64, 'z') + "\", 16, 1, 16000, 0}) = -22",
+        "rts_av_create_isp_chn(null) = -22",
+        "rts_av_set_profile(0, null) = -22",
+        "rts_av_bind(0, 9) = -2",
+    };
+    EXPECT_EQ(texts, expected);
+}
+
+TEST_F(MediaChannels, ConcurrentCallersKeepTheRegistryConsistent) {
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([] {
+            for (int i = 0; i < 50; ++i) {
+                int camera;
+                int enc = runningEncoder(&camera);
+                rts_h264_ctrl* ctrl = nullptr;
+                EXPECT_EQ(rts_av_query_h264_ctrl(enc, &ctrl), 0);
+                EXPECT_EQ(rts_av_destroy_chn(camera), 0);
+                EXPECT_EQ(rts_av_destroy_chn(enc), 0);
+                rts_av_release_h264_ctrl(ctrl);
+            }
+        });
+    }
+    for (std::thread& t : threads) t.join();
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+}
+
+}  // namespace

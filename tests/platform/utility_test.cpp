@@ -1,0 +1,217 @@
+// Buffers, the data queue, fibers and the pacer of the host utility library.
+#include <pthread.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <future>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "module/data_queue.h"
+#include "module/fiber.h"
+#include "module/regular_action.h"
+
+using namespace module;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+std::shared_ptr<Buf> frame(const std::string& bytes, uint32_t timeMs = 0) {
+    auto buf = std::make_shared<Buf>();
+    buf->Malloc(static_cast<uint32_t>(bytes.size()));
+    std::memcpy(buf->Data(), bytes.data(), bytes.size());
+    buf->size = static_cast<uint32_t>(bytes.size());
+    buf->mediaInfo = MediaInfo::MakeBuf(timeMs);
+    return buf;
+}
+
+std::string readString(DataQueue& queue) {
+    std::shared_ptr<Buf> out;
+    if (queue.Read(&out, 0, 0) <= 0) return "";
+    return std::string(reinterpret_cast<const char*>(out->Data()), out->size);
+}
+
+}  // namespace
+
+TEST(BufTest, MallocKeepsTheValidBytesInsideTheBlock) {
+    Buf buf;
+    buf.size = 100;
+    buf.offset = 7;
+    buf.Malloc(16);
+    ASSERT_GE(buf.capacity, 16u);
+    EXPECT_EQ(buf.offset, 0u);
+    EXPECT_LE(buf.size, buf.capacity);
+    for (uint32_t i = 0; i < 16; ++i) EXPECT_EQ(buf.Data()[i], 0);
+    buf.Malloc(0);
+    EXPECT_EQ(buf.Data(), nullptr);
+    EXPECT_EQ(MediaInfo::From(frame("not a media info").get()), nullptr);
+}
+
+TEST(DataQueueTest, EntriesAreCopiesAndBadInputQueuesNothing) {
+    DataQueue queue("copy", 4, 8);
+    auto buf = frame("first", 40);
+    ASSERT_EQ(queue.Write(buf, 5), 5);
+    // The writer refills its buffer and media information at once.
+    std::memcpy(buf->Data(), "XXXXX", 5);
+    std::memcpy(buf->mediaInfo->Data(), "\x63\0\0\0", 4);
+    std::shared_ptr<Buf> out;
+    ASSERT_EQ(queue.Read(&out, 0, 0), 5);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(out->Data()), 5), "first");
+    ASSERT_NE(MediaInfo::From(out->mediaInfo.get()), nullptr);
+    EXPECT_EQ(MediaInfo::From(out->mediaInfo.get())->timeMs, 40u);
+
+    auto lying = std::make_shared<Buf>();
+    lying->size = 4;  // claims bytes without a block
+    for (auto [source, len] : {std::pair{buf, 0u}, {buf, 6u}, {nullptr, 1u}, {lying, 4u},
+                               {frame("0123456789"), 9u}})  // beyond the byte limit
+        EXPECT_EQ(queue.Write(source, len), 0) << len;
+    EXPECT_EQ(queue.Size(), 0u);
+    ASSERT_EQ(queue.Write(buf, 3), 3);
+    EXPECT_EQ(queue.Read(nullptr, 0, 0), 0);
+    EXPECT_EQ(readString(queue), "XXX");  // a null `out` took nothing
+}
+
+TEST(DataQueueTest, FullQueueDropsItsOldestEntries) {
+    DataQueue byCount("count", 3, 0);
+    for (const char* text : {"a", "b", "c", "d", "e"}) byCount.Write(frame(text), 1);
+    EXPECT_EQ(byCount.Size(), 3u);
+    EXPECT_EQ(byCount.Dropped(), 2u);
+    EXPECT_EQ(readString(byCount), "c");
+
+    DataQueue byBytes("bytes", 0, 10);
+    for (const char* text : {"1111", "2222", "3333"}) byBytes.Write(frame(text), 4);
+    EXPECT_EQ(byBytes.Dropped(), 1u);
+    EXPECT_EQ(readString(byBytes), "2222");
+    // Reading frees bytes: two more entries need only one more drop.
+    byBytes.Write(frame("4444"), 4);
+    byBytes.Write(frame("5555"), 4);
+    EXPECT_EQ(byBytes.Dropped(), 2u);
+    EXPECT_EQ(readString(byBytes), "4444");
+}
+
+TEST(DataQueueTest, ReadWaitsUpToItsTimeout) {
+    DataQueue queue("wait", 0, 0);
+    std::shared_ptr<Buf> out;
+    EXPECT_EQ(queue.Read(&out, 0, 0), 0);
+    const auto before = Clock::now();
+    EXPECT_EQ(queue.Read(&out, 30, 0), 0);
+    EXPECT_GE(Clock::now() - before, 25ms);
+
+    std::thread writer([&] {
+        std::this_thread::sleep_for(50ms);
+        queue.Write(frame("late"), 4);
+    });
+    EXPECT_EQ(queue.Read(&out, 10000, 0), 4);
+    EXPECT_LT(Clock::now() - before, 5s);
+    writer.join();
+}
+
+TEST(DataQueueTest, ConcurrentWritersAndReadersLoseNothing) {
+    constexpr uint32_t kWriters = 4, kPerWriter = 500, kTotal = kWriters * kPerWriter;
+    DataQueue queue("many", kTotal, 0);
+    std::vector<std::atomic<int>> seen(kTotal);
+    std::atomic<uint32_t> taken{0};
+    std::vector<std::thread> threads;
+    for (uint32_t w = 0; w < kWriters; ++w)
+        threads.emplace_back([&, w] {
+            auto buf = frame("....");
+            for (uint32_t id = w * kPerWriter; id < (w + 1) * kPerWriter; ++id) {
+                std::memcpy(buf->Data(), &id, 4);
+                EXPECT_EQ(queue.Write(buf, 4), 4);
+            }
+        });
+    for (int r = 0; r < 3; ++r)
+        threads.emplace_back([&] {
+            for (const auto deadline = Clock::now() + 30s; taken < kTotal && Clock::now() < deadline;) {
+                std::shared_ptr<Buf> out;
+                uint32_t id = kTotal;
+                if (queue.Read(&out, 10, 0) == 4) std::memcpy(&id, out->Data(), 4);
+                if (id < kTotal) ++seen[id], ++taken;
+            }
+        });
+    for (auto& thread : threads) thread.join();
+    EXPECT_EQ(queue.Dropped(), 0u);
+    for (uint32_t id = 0; id < kTotal; ++id) ASSERT_EQ(seen[id], 1) << "entry " << id;
+}
+
+TEST(FiberTest, RunsCallbacksAndLoopOnANamedWorkerUntilDestroyed) {
+    std::promise<void> checked;
+    std::vector<std::string> events;  // written by the worker, read after the join
+    char name[16] = {};
+    {
+        Fiber fiber("a-rather-long-worker-name",
+                    [&](std::atomic<bool>& stop) {
+                        pthread_getname_np(pthread_self(), name, sizeof(name));
+                        while (!stop) Fiber::SleepMs(1);
+                        events.push_back("loop saw stop");
+                    },
+                    [&, gate = checked.get_future().share()] {
+                        gate.wait();  // the loop has not started yet
+                        events.push_back("start");
+                    },
+                    [&] { events.push_back("stop"); });
+        EXPECT_TRUE(fiber.IsRunning());
+        checked.set_value();
+        Fiber::SleepMs(20);
+        EXPECT_TRUE(fiber.IsRunning());
+    }
+    EXPECT_EQ(events, (std::vector<std::string>{"start", "loop saw stop", "stop"}));
+    EXPECT_STREQ(name, "a-rather-long-w");
+}
+
+TEST(FiberTest, StopsRunningOnAStopRequestOrWhenTheLoopEnds) {
+    std::promise<void> leave;
+    auto asksToStop = [gate = leave.get_future().share()](std::atomic<bool>& stop) {
+        stop = true;  // counts at once, before the loop returns
+        gate.wait();
+    };
+    auto returns = [](std::atomic<bool>&) {};
+    auto throws = [](std::atomic<bool>&) { throw std::runtime_error("loop failed"); };
+    const std::vector<Fiber::Loop> loops = {returns, throws, asksToStop};
+    for (size_t i = 0; i < loops.size(); ++i) {
+        std::atomic<bool> stopped{false};
+        Fiber fiber("ends", loops[i], nullptr, [&] { stopped = true; });
+        for (auto deadline = Clock::now() + 5s; fiber.IsRunning() && Clock::now() < deadline;)
+            Fiber::SleepMs(1);
+        EXPECT_FALSE(fiber.IsRunning()) << i;
+        // onStop runs after a loop that ended, even by an exception.
+        EXPECT_EQ(stopped, i + 1 < loops.size()) << i;
+        if (i + 1 == loops.size()) leave.set_value();  // lets the last loop return
+    }
+}
+
+TEST(RegularActionTest, ReadinessFollowsStart) {
+    RegularAction action(10s);
+    EXPECT_FALSE(action.IsReady());
+    action.Start(true);
+    EXPECT_TRUE(action.IsReady());
+    action.ActionDone();
+    EXPECT_FALSE(action.IsReady());
+    action.Start(false);
+    EXPECT_FALSE(action.IsReady());
+
+    RegularAction unpaced(0ns);
+    unpaced.Start(false);
+    for (int i = 0; i < 3; ++i, unpaced.ActionDone()) EXPECT_TRUE(unpaced.IsReady());
+}
+
+TEST(RegularActionTest, LateActionsDoNotShiftTheGrid) {
+    constexpr auto kPeriod = 200ms;
+    const auto start = Clock::now();
+    RegularAction action(kPeriod);
+    action.Start(true);
+    action.ActionDone();
+    std::this_thread::sleep_for(3 * kPeriod + kPeriod / 4);
+    // Periods 1 to 3 have all begun: catching up takes no waiting.
+    for (int k = 1; k <= 3; ++k, action.ActionDone()) EXPECT_TRUE(action.IsReady()) << k;
+    const bool ready = action.IsReady();
+    // Period 4 has not begun if checked in time; a slow machine proves nothing here.
+    if (Clock::now() - start < 4 * kPeriod) {
+        EXPECT_FALSE(ready);
+    }
+}
