@@ -1,0 +1,167 @@
+// libkq_api: video, overlay and image interface of the camera's media hardware.
+//
+// All functions here have C linkage. Call kq_init_kq() once before anything else and
+// kq_uninit() once at the end; calls acting on one channel must not overlap, except
+// for kq_trigger_snapshot(), which may run beside kq_poll_frame().
+#pragma once
+
+#include <stdint.h>
+
+#include "kq_export.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// ---- Status codes --------------------------------------------------------------------
+
+enum {
+    KQ_OK = 0,              // success
+    KQ_FAIL = 2,            // the platform, the channel graph or the start of receiving failed
+    KQ_INVALID_CHANNEL = 3  // channel number other than 0 or 1
+};
+
+// ---- Encoder channels ------------------------------------------------------------------
+
+enum {
+    KQ_ENC_H264 = 0,
+    KQ_ENC_MJPEG = 2
+};
+
+// Read during kq_open_encoder() only; the library keeps no pointer to it.
+typedef struct kq_encoder_param {
+    uint32_t enc_type;  // KQ_ENC_H264 or KQ_ENC_MJPEG
+    uint32_t width;     // pixels
+    uint32_t height;    // pixels
+    uint32_t fps;       // frames per second
+    uint32_t bitrate;   // H.264 only: bits per second
+    uint32_t gop;       // H.264 only: key-frame interval in frames
+} kq_encoder_param;
+
+// Called on the kq_poll_frame() thread for every encoded frame. `data` is the
+// platform's buffer, valid during the call only: copy what you keep.
+typedef int (*kq_frame_callback)(const uint8_t* data, uint32_t length, uint32_t timestamp_ms,
+                                 uint32_t key_frame, uint32_t reserved1, uint32_t reserved2,
+                                 void* user_data);
+
+// Called on a platform thread with one JPEG picture after kq_trigger_snapshot().
+typedef int (*kq_snapshot_callback)(int channel, const uint8_t* jpeg, uint32_t length);
+
+// Accepted for compatibility; the library never calls it.
+typedef uint32_t (*kq_timestamp_callback)(void);
+
+KQ_EXPORT int kq_init_kq(void);
+KQ_EXPORT void kq_uninit(void);
+
+KQ_EXPORT int kq_open_encoder(int channel, const kq_encoder_param* param,
+                              kq_frame_callback callback, void* user_data);
+KQ_EXPORT int kq_start_encoder(int channel);
+KQ_EXPORT void kq_close_encoder(int channel);
+
+// Polls both channels until a pass delivered frames or `timeout_ms` has passed;
+// returns the number of frames of the last pass (0, 1 or 2).
+KQ_EXPORT int kq_poll_frame(int timeout_ms);
+
+KQ_EXPORT void kq_register_snapshot_callback(int channel, kq_snapshot_callback callback);
+// 0 when the request is placed, -16 without a snapshot callback, -74 while an earlier
+// snapshot is pending, or the platform's code when the quality could not be changed.
+KQ_EXPORT int kq_trigger_snapshot(int channel, int quality);
+
+KQ_EXPORT void kq_register_timestamp_callback(kq_timestamp_callback callback);
+
+// Not implemented: each logs a notice and does nothing else.
+KQ_EXPORT int kq_encoder_change_fps(int channel, uint32_t fps);
+KQ_EXPORT void kq_force_keyframe(int channel);
+KQ_EXPORT void kq_set_roi(int channel, int x, int y, int width, int height);
+KQ_EXPORT void kq_change_bitrate(int channel, uint32_t bitrate);
+KQ_EXPORT void kq_motion_detect_enable(int enable);
+KQ_EXPORT void kq_motion_detect_region_setup(int region, int x, int y, int width, int height);
+KQ_EXPORT void kq_motion_detect_region_enable(int region, int enable);
+KQ_EXPORT void kq_set_pw_frequency(int frequency);
+KQ_EXPORT void kq_get_crop_info(void);
+KQ_EXPORT void kq_get_crop_info_mjpg(void);
+KQ_EXPORT void kq_get_crop_info_h264(void);
+KQ_EXPORT void kq_to_mjpg_crop_size(void);
+KQ_EXPORT void kq_to_h264_crop_size(void);
+
+// ---- Overlays --------------------------------------------------------------------------
+
+// Position options of the timestamp and the watermark.
+enum {
+    KQ_POS_TOP_LEFT = 0,
+    KQ_POS_TOP_LEFT_ALT = 1,
+    KQ_POS_BOTTOM_LEFT = 2,
+    KQ_POS_TOP_RIGHT = 3,
+    KQ_POS_BOTTOM_RIGHT = 4,
+    KQ_POS_TOP_CENTER = 5,
+    KQ_POS_BOTTOM_CENTER = 6
+};
+
+KQ_EXPORT int kq_osd_init(void);
+KQ_EXPORT int kq_osd_uninit(void);
+KQ_EXPORT void kq_osd_update(void);
+KQ_EXPORT void kq_enable_osd(int channel, int enable);
+KQ_EXPORT void kq_osd_set_color(int channel, uint8_t c1, uint8_t c2, uint8_t c3, uint8_t c4,
+                                uint8_t c5, uint8_t c6);
+KQ_EXPORT void kq_osd_set_position(int channel, int option);
+// A strftime() format; at most 31 characters are kept.
+KQ_EXPORT void kq_osd_set_format(int channel, const char* format);
+
+KQ_EXPORT int kq_watermark_enable(int channel, int enable);
+KQ_EXPORT void kq_watermark_setup_position(int channel, int option);
+KQ_EXPORT void kq_watermark_setup_opaque(int channel, int value);
+KQ_EXPORT void kq_watermark_setup_logo(int channel, const char* bmp_path);
+KQ_EXPORT int kq_enable_privacy_mode(int channel, int enable);
+KQ_EXPORT int kq_privacy_setup_icon(int channel, const char* bmp_path);
+
+// ---- Image settings ----------------------------------------------------------------------
+
+// ISP types of kq_isp_set(): 0-20 are applied at once, 21-24 stage the four
+// auto-exposure values, and 25 applies the staged values.
+enum kq_isp_type {
+    KQ_ISP_BRIGHTNESS = 0,
+    KQ_ISP_SATURATION = 1,
+    KQ_ISP_CONTRAST = 2,
+    KQ_ISP_SHARPNESS = 3,
+    KQ_ISP_RESERVED_4 = 4,
+    KQ_ISP_HUE = 5,
+    KQ_ISP_DETAIL_ENHANCEMENT = 6,
+    KQ_ISP_RESERVED_7 = 7,
+    KQ_ISP_GAMMA = 8,
+    KQ_ISP_BACKLIGHT = 9,
+    KQ_ISP_POWER_LINE_FREQUENCY = 10,
+    KQ_ISP_GRAY_MODE = 11,
+    KQ_ISP_WDR_MODE = 12,
+    KQ_ISP_WDR_LEVEL = 13,
+    KQ_ISP_3DNR = 14,
+    KQ_ISP_DEHAZE = 15,
+    KQ_ISP_IR_MODE = 16,
+    KQ_ISP_SMART_IR_MODE = 17,
+    KQ_ISP_SMART_IR_LEVEL = 18,
+    KQ_ISP_INDOOR_OUTDOOR_MODE = 19,
+    KQ_ISP_NOISE_REDUCTION = 20,
+    KQ_ISP_AE_1 = 21,  // -128..127
+    KQ_ISP_AE_2 = 22,  // 0..65535
+    KQ_ISP_AE_3 = 23,  // 0..255
+    KQ_ISP_AE_4 = 24,  // 0..5
+    KQ_ISP_AE_APPLY = 25
+};
+
+// 0 on success; the platform's code when its setter fails, 21 when a staged
+// auto-exposure value is out of range, -1 for an unknown type.
+KQ_EXPORT int kq_isp_set(uint32_t type, int value);
+KQ_EXPORT void kq_set_image_flip(int flip);
+
+KQ_EXPORT int rts_set_isp(uint32_t type, int value);
+KQ_EXPORT void rts_save_isp_setting(void);
+KQ_EXPORT void rts_apply_isp_saved_setting(void);
+KQ_EXPORT void rts_show_isp_saved_setting(void);
+KQ_EXPORT void rts_save_ae_auto(void);
+KQ_EXPORT int rts_apply_saved_ae_auto(void);
+// Fills the five gains the platform reports (total, analog, digital, ISP, exposure).
+KQ_EXPORT int rts_get_gain(uint32_t* total, uint32_t* analog, uint32_t* digital, uint32_t* isp,
+                           uint32_t* exposure);
+
+#ifdef __cplusplus
+}
+#endif

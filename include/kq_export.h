@@ -1,0 +1,9 @@
+// Symbol visibility of libkq_api: the library is built with hidden visibility, and
+// only what is marked KQ_EXPORT is part of its dynamic interface.
+#pragma once
+
+#if defined(__GNUC__)
+#define KQ_EXPORT __attribute__((visibility("default")))
+#else
+#define KQ_EXPORT
+#endif

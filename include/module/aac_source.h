@@ -1,0 +1,28 @@
+// AAC capture: captured PCM encoded in software.
+#pragma once
+
+#include <memory>
+
+#include "module/audio_types.h"
+
+namespace module {
+
+class KQ_EXPORT AacSource : public I_Source, public std::enable_shared_from_this<AacSource> {
+public:
+    static std::shared_ptr<AacSource> Create(const char* name, const AudioParam& param);
+
+    AacSource();
+    ~AacSource() override;
+    AacSource(const AacSource&) = delete;
+    AacSource& operator=(const AacSource&) = delete;
+
+    // Waits for the next AAC frame; 0 once the worker has stopped.
+    int Read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) override;
+
+    class PrivateImp;
+
+private:
+    std::unique_ptr<PrivateImp> mImp;
+};
+
+}  // namespace module

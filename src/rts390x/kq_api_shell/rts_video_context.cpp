@@ -1,0 +1,80 @@
+#include "rts_video_context.h"
+
+#include "rts_log.h"
+
+namespace kq {
+
+int VideoContext::init() {
+    int r = rts_av_init();
+    if (r != 0) {
+        KQ_ERROR("rts av init fail %d, %s\n", r, errno2str(r));
+        release();
+        return r;
+    }
+    return 0;
+}
+
+void VideoContext::release() {
+    int r = rts_av_release();
+    if (r != 0) KQ_ERROR("rts av release fail %d, %s\n", r, errno2str(r));
+}
+
+void VideoContext::configure(int channel, uint32_t encType, uint32_t width, uint32_t height,
+                             uint32_t fps, uint32_t bitrate, uint32_t gop) {
+    VideoPipe& pipe = mVidPipes[channel];
+    switch (encType) {
+    case KQ_ENC_H264:
+        pipe.setH264Config(width, height, fps, bitrate, gop);
+        break;
+    case KQ_ENC_MJPEG:
+        pipe.setMjpegConfig(width, height, fps);
+        break;
+    default:
+        KQ_WARNING("Unkown enc_type: %d", static_cast<int>(encType));
+        break;
+    }
+}
+
+void VideoContext::setFrameCallback(int channel, kq_frame_callback callback, void* userData) {
+    mVidPipes[channel].setFrameCallback(callback, userData);
+}
+
+void VideoContext::setSnapshotCallback(int channel, kq_snapshot_callback callback) {
+    mVidPipes[channel].setSnapshotCallback(callback);
+}
+
+int VideoContext::openPipe(int channel) {
+    VideoPipe& pipe = mVidPipes[channel];
+    int r = pipe.create();
+    if (r != 0) {
+        KQ_ERROR("build mVidPipes[%d] fail!", channel);
+        return r;
+    }
+    r = pipe.enable();
+    if (r != 0) {
+        KQ_ERROR("enable mVidPipes[%d] fail!", channel);
+        return r;
+    }
+    return 0;
+}
+
+int VideoContext::closePipe(int channel) {
+    VideoPipe& pipe = mVidPipes[channel];
+    if (pipe.disable() != 0) KQ_ERROR("disable mVidPipes[%d] fail!", channel);
+    pipe.destroy();
+    return 0;
+}
+
+int VideoContext::startPipe(int channel) {
+    int r = mVidPipes[channel].startRecv();
+    if (r != 0) KQ_ERROR("start mVidPipes[%d] fail!", channel);
+    return r;
+}
+
+int VideoContext::stopPipe(int channel) {
+    int r = mVidPipes[channel].stopRecv();
+    if (r != 0) KQ_ERROR("stop mVidPipes[%d] fail!", channel);
+    return r;
+}
+
+}  // namespace kq

@@ -1,0 +1,331 @@
+// Building, starting and tearing down a channel's graph: the platform calls made, the
+// records handed over, and the roll-back after any single failed step.
+#include "library_fixture.h"
+
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::IsEmpty;
+
+namespace {
+
+using ChannelGraphTest = LibraryTest;
+
+// The calls of a complete open, in order.
+const std::vector<std::string> kOpenCalls = {
+    "rts_av_create_isp_chn", "rts_av_create_osd_chn",   "rts_av_set_profile",
+    "rts_av_create_h264_chn", "rts_av_create_mjpeg_chn", "rts_av_bind",
+    "rts_av_bind",            "rts_av_bind",             "init_osd_pack",
+    "init_mask_pack",         "rts_av_enable_chn",       "rts_av_enable_chn",
+    "rts_av_enable_chn",      "rts_av_enable_chn",       "set_default_osd_attr",
+    "rts_av_query_h264_ctrl", "set_h264_video_profile",  "rts_av_query_mjpeg_ctrl",
+    "set_mjpeg_quality",
+};
+
+std::string argsOf(const std::string& function, size_t nth = 0) {
+    std::vector<hostctl::JournalEntry> calls = hostctl::calls(function);
+    return nth < calls.size() ? calls[nth].args : "(not called)";
+}
+
+// The last argument of the first call of `function`.
+std::string lastArg(const std::string& function) {
+    std::string args = argsOf(function);
+    size_t comma = args.rfind(", ");
+    return comma == std::string::npos ? args : args.substr(comma + 2);
+}
+
+TEST_F(ChannelGraphTest, H264OpenBuildsBindsEnablesAndSetsControls) {
+    startLibrary();
+    kq_encoder_param param = h264(1280, 720, 30, 1000000, 60);
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+
+    std::vector<std::string> names = callNames();
+    ASSERT_GE(names.size(), kOpenCalls.size());
+    EXPECT_THAT(std::vector<std::string>(names.begin(), names.begin() + kOpenCalls.size()),
+                ElementsAreArray(kOpenCalls));
+    EXPECT_EQ(argsOf("rts_av_create_isp_chn"), "{3, 0}");
+    EXPECT_EQ(argsOf("rts_av_set_profile"), "0, {1, 1280, 720, 1, 30}");
+    EXPECT_EQ(argsOf("rts_av_create_h264_chn"), "{12, -1, 1000000, 60, 0, 0}");
+    EXPECT_EQ(argsOf("rts_av_create_mjpeg_chn"), "{0}");
+    EXPECT_EQ(argsOf("rts_av_bind", 0), "0, 1");
+    EXPECT_EQ(argsOf("rts_av_bind", 1), "1, 2");
+    EXPECT_EQ(argsOf("rts_av_bind", 2), "1, 3");
+    EXPECT_EQ(lastArg("set_h264_video_profile"), "0");
+    EXPECT_EQ(lastArg("set_mjpeg_quality"), "80");
+    // The saved image settings are applied over the new graph, auto exposure last.
+    EXPECT_EQ(names.back(), "set_ae_auto");
+    EXPECT_THAT(logTexts(), ElementsAre("kq_open_encoder ch[0] success"));
+    EXPECT_EQ(hostctl::liveChannelCount(), 4);
+
+    forgetHistory();
+    ASSERT_EQ(kq_start_encoder(0), KQ_OK);
+    EXPECT_THAT(hostctl::callTexts(), ElementsAre("rts_av_start_recv(2)"))
+        << "an H.264 channel delivers from its H.264 encoder";
+    EXPECT_THAT(logTexts(), ElementsAre("kq_start_encoder ch[0] success"));
+}
+
+TEST_F(ChannelGraphTest, MjpegChannelStillBuildsTheH264EncoderAndDeliversFromJpeg) {
+    startLibrary();
+    kq_encoder_param first = h264(1280, 720, 30, 777000, 15);
+    ASSERT_EQ(kq_open_encoder(1, &first, nullptr, nullptr), KQ_OK);
+    kq_close_encoder(1);
+    forgetHistory();
+
+    kq_encoder_param param = mjpeg(640, 360, 15);
+    ASSERT_EQ(kq_open_encoder(1, &param, nullptr, nullptr), KQ_OK);
+    EXPECT_EQ(argsOf("rts_av_create_isp_chn"), "{3, 1}");
+    EXPECT_EQ(argsOf("rts_av_set_profile"), "4, {1, 640, 360, 1, 15}");
+    EXPECT_EQ(argsOf("rts_av_create_h264_chn"), "{12, -1, 777000, 15, 0, 0}")
+        << "the earlier H.264 bitrate and key-frame interval stay";
+    forgetHistory();
+    ASSERT_EQ(kq_start_encoder(1), KQ_OK);
+    EXPECT_THAT(hostctl::callTexts(), ElementsAre("rts_av_start_recv(7)"));
+}
+
+TEST_F(ChannelGraphTest, UnknownEncoderTypeOpensWithTheConfigurationItHad) {
+    startLibrary();
+    kq_encoder_param param = {1, 320, 240, 5, 1, 1};
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    EXPECT_EQ(logTexts().front(), "Unkown enc_type: 1");
+    EXPECT_EQ(argsOf("rts_av_set_profile"), "0, {1, 1920, 1080, 1, 25}");
+    EXPECT_EQ(argsOf("rts_av_create_h264_chn"), "{12, -1, 2097152, 30, 0, 0}");
+    hostctl::LogRecord warning;
+    ASSERT_TRUE(findLog("Unkown enc_type: 1", &warning));
+    EXPECT_EQ(warning.level, 3u);
+}
+
+TEST_F(ChannelGraphTest, FontSizeFollowsTheFrameWidth) {
+    startLibrary();
+    const struct {
+        uint32_t width;
+        uint32_t fontSize;
+    } cases[] = {{960, 24}, {962, 48}, {1280, 48}, {1282, 64}};  // widths are even
+    for (const auto& c : cases) {
+        forgetHistory();
+        kq_encoder_param param = h264(c.width, 720);
+        ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+        const std::string args = argsOf("init_osd_pack");
+        EXPECT_NE(args.find(", " + std::to_string(c.fontSize) + ", 0, " +
+                            std::to_string(c.width) + ", 720"),
+                  std::string::npos)
+            << args;
+        kq_close_encoder(0);
+    }
+}
+
+TEST_F(ChannelGraphTest, CloseStopsDisablesAndDestroysInOrder) {
+    startLibrary();
+    kq_encoder_param param = h264();
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    ASSERT_EQ(kq_start_encoder(0), KQ_OK);
+    forgetHistory();
+
+    kq_close_encoder(0);
+    std::vector<std::string> texts = hostctl::callTexts();
+    const std::vector<std::string> expectedOrder = {
+        "rts_av_stop_recv(2)",   "rts_av_disable_chn(3)", "rts_av_disable_chn(2)",
+        "rts_av_disable_chn(1)", "rts_av_disable_chn(0)",
+    };
+    ASSERT_GE(texts.size(), expectedOrder.size());
+    EXPECT_THAT(std::vector<std::string>(texts.begin(), texts.begin() + 5),
+                ElementsAreArray(expectedOrder));
+    const std::vector<std::string> tail = {
+        "rts_av_destroy_chn(0)", "rts_av_destroy_chn(1)", "rts_av_destroy_chn(2)",
+        "rts_av_destroy_chn(3)"};
+    EXPECT_THAT(std::vector<std::string>(texts.end() - 4, texts.end()), ElementsAreArray(tail));
+    EXPECT_THAT(callNames(), ::testing::Contains("deinit_mask_pack"));
+    EXPECT_THAT(callNames(), ::testing::Contains("deinit_osd_pack"));
+    EXPECT_THAT(callNames(), ::testing::Contains("rts_av_release_h264_ctrl"));
+    EXPECT_THAT(callNames(), ::testing::Contains("rts_av_release_mjpeg_ctrl"));
+    EXPECT_THAT(logTexts(), ElementsAre("kq_close_encoder ch[0] success"));
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+
+    // A second close finds no graph: only the stop and disables on id -1, no destroy.
+    forgetHistory();
+    kq_close_encoder(0);
+    EXPECT_THAT(callNames(), ElementsAre("rts_av_stop_recv", "rts_av_disable_chn",
+                                         "rts_av_disable_chn", "rts_av_disable_chn",
+                                         "rts_av_disable_chn"));
+}
+
+TEST_F(ChannelGraphTest, CloseOfANeverOpenedChannelLogsWhatThePlatformRefuses) {
+    startLibrary();
+    kq_close_encoder(1);
+    EXPECT_THAT(hostctl::callTexts(),
+                ElementsAre("rts_av_stop_recv(-1)", "rts_av_disable_chn(-1)",
+                            "rts_av_disable_chn(-1)", "rts_av_disable_chn(-1)",
+                            "rts_av_disable_chn(-1)"));
+    std::vector<std::string> logs = logTexts();
+    ASSERT_EQ(logs.size(), 9u);
+    EXPECT_EQ(logs[0].rfind("stop recv fail, ret = ", 0), 0u);
+    EXPECT_EQ(logs[1], "stop mVidPipes[1] fail!");
+    EXPECT_EQ(logs[2].rfind("disable jpg chn fail, ret = ", 0), 0u);
+    EXPECT_EQ(logs[3].rfind("disable enc chn fail, ret = ", 0), 0u);
+    EXPECT_EQ(logs[4].rfind("disable osd chn fail, ret = ", 0), 0u);
+    EXPECT_EQ(logs[5].rfind("disable isp chn fail, ret = ", 0), 0u);
+    EXPECT_EQ(logs[6], "disable video channel fail\n");
+    EXPECT_EQ(logs[7], "disable mVidPipes[1] fail!");
+    EXPECT_EQ(logs[8], "kq_close_encoder ch[1] success");
+}
+
+TEST_F(ChannelGraphTest, DisableResultIsTheImageChannelsOnly) {
+    startLibrary();
+    kq_encoder_param param = h264();
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    forgetHistory();
+    for (unsigned int nth = 1; nth <= 3; ++nth) hostctl::failCall("rts_av_disable_chn", nth, -5);
+
+    kq_close_encoder(0);
+    std::vector<std::string> logs = logTexts();
+    EXPECT_THAT(logs, ElementsAre("disable jpg chn fail, ret = -5, Input/output error\n",
+                                  "disable enc chn fail, ret = -5, Input/output error\n",
+                                  "disable osd chn fail, ret = -5, Input/output error\n",
+                                  "kq_close_encoder ch[0] success"));
+    EXPECT_EQ(hostctl::liveChannelCount(), 0) << "the graph is destroyed all the same";
+}
+
+TEST_F(ChannelGraphTest, OpeningAnOpenChannelIsRefusedAndLeavesItRunning) {
+    startLibrary();
+    kq_encoder_param param = h264();
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    ASSERT_EQ(kq_start_encoder(0), KQ_OK);
+    forgetHistory();
+
+    kq_encoder_param other = mjpeg();
+    EXPECT_EQ(kq_open_encoder(0, &other, nullptr, nullptr), KQ_FAIL);
+    EXPECT_THAT(callNames(), IsEmpty());
+    EXPECT_TRUE(findLog("kq_open_encoder ch[0]: channel already open, close it first"));
+    EXPECT_EQ(hostctl::liveChannelCount(), 4);
+
+    // The other channel is independent.
+    ASSERT_EQ(kq_open_encoder(1, &other, nullptr, nullptr), KQ_OK);
+    EXPECT_EQ(hostctl::liveChannelCount(), 8);
+    kq_close_encoder(0);
+    kq_close_encoder(1);
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+    // Closed, the channel opens again with its stored configuration.
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+}
+
+TEST_F(ChannelGraphTest, FailedStartOfReceivingIsReported) {
+    startLibrary();
+    kq_encoder_param param = h264();
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    forgetHistory();
+    hostctl::failCall("rts_av_start_recv", 1, -16);
+
+    EXPECT_EQ(kq_start_encoder(0), KQ_FAIL);
+    EXPECT_THAT(logTexts(), ElementsAre("start recv fail, ret = -16, Device or resource busy\n",
+                                        "start mVidPipes[0] fail!"));
+    // A start on a closed channel is the platform's to refuse.
+    kq_close_encoder(0);
+    EXPECT_EQ(kq_start_encoder(0), KQ_FAIL);
+}
+
+// ---- One injected failure at every platform call of an open ----------------------------
+
+struct OpenFailure {
+    const char* function;
+    unsigned int nth;
+    std::vector<std::string> logs;  // what the library logs, in order
+};
+
+std::ostream& operator<<(std::ostream& os, const OpenFailure& f) {
+    return os << f.function << " #" << f.nth;
+}
+
+constexpr int kInjected = -5;
+const char* const kBuild = "create video channel fail\n";
+const char* const kBuildPipe = "build mVidPipes[0] fail!";
+const char* const kEnable = "enable video channel fail\n";
+const char* const kEnablePipe = "enable mVidPipes[0] fail!";
+
+std::string failure(const char* format) {
+    char text[128];
+    std::snprintf(text, sizeof text, format, kInjected, "Input/output error");
+    return text;
+}
+
+const OpenFailure kOpenFailures[] = {
+    {"rts_av_create_isp_chn", 1, {failure("create isp chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
+    {"rts_av_create_osd_chn", 1, {failure("create osd chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
+    {"rts_av_set_profile", 1, {failure("set isp profile fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
+    {"rts_av_create_h264_chn", 1, {failure("create enc chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
+    {"rts_av_create_mjpeg_chn", 1, {failure("create jpg chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
+    {"rts_av_bind", 1, {failure("bind isp and osd chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
+    {"rts_av_bind", 2, {failure("bind osd and enc chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
+    {"rts_av_bind", 3, {failure("bind osd and jpg chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
+    {"rts_av_enable_chn", 1, {failure("enable isp chn fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
+    {"rts_av_enable_chn", 2, {failure("enable osd chn fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
+    {"rts_av_enable_chn", 3, {failure("enable enc chn fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
+    {"rts_av_enable_chn", 4, {failure("enable jpg chn fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
+    {"rts_av_query_h264_ctrl", 1, {failure("set chennels control fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
+    {"set_h264_video_profile", 1, {failure("set chennels control fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
+    {"rts_av_query_mjpeg_ctrl", 1, {failure("set chennels control fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
+    {"set_mjpeg_quality", 1, {failure("set chennels control fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
+};
+
+class OpenFailureTest : public LibraryTest, public ::testing::WithParamInterface<OpenFailure> {};
+
+TEST_P(OpenFailureTest, RollsTheGraphBackAndReportsTheFailure) {
+    const OpenFailure& f = GetParam();
+    startLibrary();
+    hostctl::failCall(f.function, f.nth, kInjected);
+    kq_encoder_param param = h264();
+
+    EXPECT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_FAIL);
+    EXPECT_THAT(logTexts(), ElementsAreArray(f.logs));
+    for (const hostctl::LogRecord& r : hostctl::logRecords()) {
+        EXPECT_EQ(r.level, 4u) << r.text;
+        EXPECT_FALSE(r.file.empty()) << r.text;
+    }
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("set_ae_auto")))
+        << "saved image settings are applied only to a complete graph";
+
+    // Nothing is left half built: the channel opens cleanly afterwards.
+    forgetHistory();
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    EXPECT_EQ(hostctl::liveChannelCount(), 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryStep, OpenFailureTest, ::testing::ValuesIn(kOpenFailures));
+
+TEST_F(ChannelGraphTest, CreationFailureReportsItsOwnCodeAndSkipsThePacks) {
+    startLibrary();
+    hostctl::failCall("rts_av_create_isp_chn", 1, -12);
+    kq_encoder_param param = h264();
+    ASSERT_EQ(kq_open_encoder(1, &param, nullptr, nullptr), KQ_FAIL);
+    EXPECT_THAT(logTexts(), ElementsAre("create isp chn fail, ret = -12, Cannot allocate memory\n",
+                                        kBuild, "build mVidPipes[1] fail!"));
+    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("init_osd_pack")));
+    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("init_mask_pack")));
+}
+
+TEST_F(ChannelGraphTest, OverlaySetupFailuresDoNotStopTheStream) {
+    startLibrary();
+    kq_encoder_param param = h264();
+
+    hostctl::failCall("init_osd_pack", 1, kInjected);
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    EXPECT_EQ(logTexts().front(), failure("init osd pack fail, ret = %d, %s\n"));
+    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("set_default_osd_attr")))
+        << "no overlay defaults without an overlay pack";
+    kq_close_encoder(0);
+    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("deinit_osd_pack")));
+
+    forgetHistory();
+    hostctl::failCall("init_mask_pack", 1, kInjected);
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    EXPECT_EQ(logTexts().front(), failure("init mask pack fail, ret = %d, %s\n"));
+    kq_close_encoder(0);
+    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("deinit_mask_pack")));
+
+    forgetHistory();
+    hostctl::failCall("set_default_osd_attr", 1, kInjected);
+    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    hostctl::LogRecord warning;
+    ASSERT_TRUE(findLog(failure("set default osd attr fail, ret = %d, %s\n"), &warning));
+    EXPECT_EQ(warning.level, 3u);
+}
+
+}  // namespace
