@@ -130,47 +130,15 @@ TEST_F(MediaChannels, CreationRefusesBadAttributes) {
     const rts_h264_attr edgeH264[] = {{4, 51, 100'000'000, 1, 0, 0}, {4, 0, 1, 1, 0, 0}};
     for (const rts_h264_attr& a : edgeH264) EXPECT_GE(rts_av_create_h264_chn(&a), 0) << a.qp;
 
-    std::vector<rts_audio_attr> badAudio(6, audioAttr());
-    badAudio[0].dev_node[0] = '\0';
-    std::memset(badAudio[1].dev_node, 'x', sizeof badAudio[1].dev_node);  // unterminated
-    badAudio[2].format = 24;
-    badAudio[3].channels = 3;
-    badAudio[4].rate = 7999;
-    badAudio[5].rate = 48001;
-    for (const rts_audio_attr& a : badAudio) {
-        EXPECT_EQ(rts_av_create_audio_capture_chn(&a), -EINVAL) << a.dev_node[0] << a.rate;
-        EXPECT_EQ(rts_av_create_audio_playback_chn(&a), -EINVAL) << a.dev_node[0] << a.rate;
-    }
-    rts_audio_attr edgeAudio = audioAttr();
-    edgeAudio.format = 32;
-    edgeAudio.channels = 2;
-    edgeAudio.rate = 48000;
-    EXPECT_GE(rts_av_create_audio_playback_chn(&edgeAudio), 0);
-
+    rts_audio_attr badAudio = audioAttr();
+    badAudio.rate = 48001;
+    EXPECT_EQ(rts_av_create_audio_capture_chn(&badAudio), -EINVAL);
     EXPECT_EQ(rts_av_create_mjpeg_chn(nullptr), -EINVAL);
     EXPECT_EQ(rts_av_create_audio_capture_chn(nullptr), -EINVAL);
     EXPECT_EQ(rts_av_create_audio_resample_chn(8000, 12, 1), -EINVAL);
     EXPECT_EQ(rts_av_create_audio_resample_chn(96000, 16, 1), -EINVAL);
     EXPECT_EQ(rts_av_create_audio_encode_chn(99, 0), -EINVAL);
     EXPECT_EQ(rts_av_create_audio_encode_chn(RTS_AUDIO_ENCODE_PCM, 100'000'000), -EINVAL);
-}
-
-TEST_F(MediaChannels, IdsIncreaseUntilResetAndLiveChannelsAreLimited) {
-    EXPECT_EQ(osd(), 0);
-    ASSERT_EQ(rts_av_destroy_chn(0), 0);
-    EXPECT_EQ(osd(), 1);
-
-    int last = 1, id;
-    while ((id = osd()) >= 0) last = id;
-    EXPECT_EQ(id, -ENOSPC);
-    EXPECT_GE(hostctl::liveChannelCount(), 8);
-    ASSERT_EQ(rts_av_destroy_chn(last), 0);
-    EXPECT_GT(osd(), last);
-
-    hostctl::reset();
-    ASSERT_EQ(rts_av_init(), 0);
-    EXPECT_EQ(hostctl::liveChannelCount(), 0);
-    EXPECT_EQ(osd(), 0);
 }
 
 TEST_F(MediaChannels, UnknownAndDestroyedIdsAreRefused) {
@@ -333,29 +301,6 @@ TEST_F(MediaChannels, ControlHandlesAreQueriedPerKindAndReleasedSafely) {
     EXPECT_EQ(hostctl::calls("rts_av_release_h264_ctrl")[2].text(),
               "rts_av_release_h264_ctrl(null) = 0");
     rts_av_release_h264_ctrl(second);
-}
-
-TEST_F(MediaChannels, InjectedFailuresAreReturnedAndJournaled) {
-    hostctl::failCall("rts_av_create_isp_chn", 1, -ENOMEM);
-    EXPECT_EQ(isp(), -ENOMEM);
-    EXPECT_EQ(hostctl::liveChannelCount(), 0);
-    EXPECT_EQ(hostctl::calls("rts_av_create_isp_chn").back().result, -ENOMEM);
-
-    int camera = ispWithProfile();
-    hostctl::failCall("rts_av_enable_chn", 2, -EIO);
-    EXPECT_EQ(rts_av_enable_chn(camera), 0);
-    ASSERT_EQ(rts_av_disable_chn(camera), 0);
-    EXPECT_EQ(rts_av_enable_chn(camera), -EIO);
-    EXPECT_EQ(rts_av_get_chn_status(camera), 0);  // the failed call did nothing
-    EXPECT_EQ(rts_av_enable_chn(camera), 0);
-
-    hostctl::failCall("rts_av_release", 1, -EIO);
-    EXPECT_EQ(rts_av_release(), -EIO);
-    EXPECT_EQ(hostctl::platformInitCount(), 1);
-
-    hostctl::failCall("rts_av_release_mjpeg_ctrl", 1, -EIO);
-    rts_av_release_mjpeg_ctrl(nullptr);
-    EXPECT_EQ(hostctl::calls("rts_av_release_mjpeg_ctrl").back().result, -EIO);
 }
 
 TEST_F(MediaChannels, JournalShowsRecordsWordByWord) {

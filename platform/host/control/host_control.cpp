@@ -51,13 +51,13 @@ bool takeFailure(const std::string& function, int* code) {
     return fails;
 }
 
-const char* levelLetter(unsigned int level) {
+const char* levelName(unsigned int level) {
     switch (level) {
-    case 1: return "D";
-    case 2: return "I";
-    case 3: return "W";
-    case 4: return "E";
-    default: return "?";
+    case 1: return "debug";
+    case 2: return "info ";
+    case 3: return "warn ";
+    case 4: return "error";
+    default: return "?    ";
     }
 }
 
@@ -123,7 +123,7 @@ void clearFailures() {
 }
 
 std::string LogRecord::readable() const {
-    std::string out = levelLetter(level);
+    std::string out = levelName(level);
     if (!file.empty()) out += " " + file + ":" + std::to_string(line);
     out += " " + text;
     while (!out.empty() && out.back() == '\n') out.pop_back();

@@ -49,7 +49,7 @@ struct LogRecord {
     unsigned int line;
     std::string text;  // the formatted text, trailing newline included
 
-    // One readable line: "E rts_api.cpp:42 given ch[2] not vaild!"
+    // One readable line: "error src/rts390x/kq_api_shell/rts_api.cpp:42 given ch[2] not vaild!"
     std::string readable() const;
 };
 

@@ -16,6 +16,12 @@ constexpr uint32_t kDefaultHeight = 1080;
 constexpr uint32_t kDefaultFps = 25;
 constexpr rts_h264_attr kDefaultH264Attr = {12, -1, 2097152, 30, 0, 0};
 
+// One channel of an enable or disable pass, with the message of its failure.
+struct ChannelStep {
+    int32_t VideoPipe::*chn;
+    const char* failure;
+};
+
 }  // namespace
 
 VideoPipe::VideoPipe() { setDefaults(); }
@@ -149,17 +155,13 @@ int VideoPipe::createChannels() {
 }
 
 int VideoPipe::enableChannels() {
-    struct Step {
-        int32_t VideoPipe::*chn;
-        const char* failure;
-    };
-    static constexpr Step kSteps[] = {
+    static constexpr ChannelStep kSteps[] = {
         {&VideoPipe::mIspChn, "enable isp chn fail, ret = %d, %s\n"},
         {&VideoPipe::mOsdChn, "enable osd chn fail, ret = %d, %s\n"},
         {&VideoPipe::mEncChn, "enable enc chn fail, ret = %d, %s\n"},
         {&VideoPipe::mJpgChn, "enable jpg chn fail, ret = %d, %s\n"},
     };
-    for (const Step& step : kSteps) {
+    for (const ChannelStep& step : kSteps) {
         int r = rts_av_enable_chn(this->*step.chn);
         if (r != 0) {
             KQ_PLATFORM_ERROR(step.failure, r);
@@ -193,18 +195,14 @@ int VideoPipe::setChannelControls() {
 // Disables every channel, also those that do not exist; the result is the image
 // channel's, the last one disabled.
 int VideoPipe::disableChannels() {
-    struct Step {
-        int32_t VideoPipe::*chn;
-        const char* failure;
-    };
-    static constexpr Step kSteps[] = {
+    static constexpr ChannelStep kSteps[] = {
         {&VideoPipe::mJpgChn, "disable jpg chn fail, ret = %d, %s\n"},
         {&VideoPipe::mEncChn, "disable enc chn fail, ret = %d, %s\n"},
         {&VideoPipe::mOsdChn, "disable osd chn fail, ret = %d, %s\n"},
         {&VideoPipe::mIspChn, "disable isp chn fail, ret = %d, %s\n"},
     };
     int r = 0;
-    for (const Step& step : kSteps) {
+    for (const ChannelStep& step : kSteps) {
         r = rts_av_disable_chn(this->*step.chn);
         if (r != 0) KQ_PLATFORM_ERROR(step.failure, r);
     }
