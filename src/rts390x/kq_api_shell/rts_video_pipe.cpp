@@ -22,6 +22,13 @@ struct ChannelStep {
     const char* failure;
 };
 
+// One link of the graph, with the message of its failure.
+struct BindStep {
+    int32_t VideoPipe::*src;
+    int32_t VideoPipe::*dst;
+    const char* failure;
+};
+
 }  // namespace
 
 VideoPipe::VideoPipe() { setDefaults(); }
@@ -132,20 +139,17 @@ int VideoPipe::createChannels() {
         destroyChannels();
         return kCreateChannelFailed;
     }
-    if ((r = rts_av_bind(mIspChn, mOsdChn)) != 0) {
-        KQ_PLATFORM_ERROR("bind isp and osd chn fail, ret = %d, %s\n", r);
-        destroyChannels();
-        return r;
-    }
-    if ((r = rts_av_bind(mOsdChn, mEncChn)) != 0) {
-        KQ_PLATFORM_ERROR("bind osd and enc chn fail, ret = %d, %s\n", r);
-        destroyChannels();
-        return r;
-    }
-    if ((r = rts_av_bind(mOsdChn, mJpgChn)) != 0) {
-        KQ_PLATFORM_ERROR("bind osd and jpg chn fail, ret = %d, %s\n", r);
-        destroyChannels();
-        return r;
+    static constexpr BindStep kBinds[] = {
+        {&VideoPipe::mIspChn, &VideoPipe::mOsdChn, "bind isp and osd chn fail, ret = %d, %s\n"},
+        {&VideoPipe::mOsdChn, &VideoPipe::mEncChn, "bind osd and enc chn fail, ret = %d, %s\n"},
+        {&VideoPipe::mOsdChn, &VideoPipe::mJpgChn, "bind osd and jpg chn fail, ret = %d, %s\n"},
+    };
+    for (const BindStep& bind : kBinds) {
+        if ((r = rts_av_bind(this->*bind.src, this->*bind.dst)) != 0) {
+            KQ_PLATFORM_ERROR(bind.failure, r);
+            destroyChannels();
+            return r;
+        }
     }
     mRecvChn = mEncType == KQ_ENC_MJPEG ? mJpgChn : mEncChn;
     // The stream runs without overlays when the packs cannot be set up.
