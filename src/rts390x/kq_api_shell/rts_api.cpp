@@ -102,7 +102,8 @@ void kq_close_encoder(int channel) {
 
 void kq_register_snapshot_callback(int channel, kq_snapshot_callback callback) {
     if (!isValidChannel(channel)) return;
-    if (VideoContext* context = startedContext(__func__)) context->setSnapshotCallback(channel, callback);
+    if (VideoContext* context = startedContext(__func__))
+        context->setSnapshotCallback(channel, callback);
 }
 
 void kq_register_timestamp_callback(kq_timestamp_callback) {}

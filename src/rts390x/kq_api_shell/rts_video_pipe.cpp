@@ -169,23 +169,26 @@ int VideoPipe::enableChannels() {
         int r = rts_av_enable_chn(this->*step.chn);
         if (r != 0) {
             KQ_PLATFORM_ERROR(step.failure, r);
-            disableChannels();
-            destroyChannels();
-            return r;
+            return tearDown(r);
         }
     }
     setDefaultOsdAttr();
     int r = setChannelControls();
     if (r != 0) {
         KQ_PLATFORM_ERROR("set chennels control fail, ret = %d, %s\n", r);
-        disableChannels();
-        destroyChannels();
-        return r;
+        return tearDown(r);
     }
     // A rebuilt graph starts from the platform's defaults: put the saved image back.
     rts_apply_isp_saved_setting();
     rts_apply_saved_ae_auto();
     return 0;
+}
+
+// Undoes a failed enable: the whole graph goes, and `code` is passed on.
+int VideoPipe::tearDown(int code) {
+    disableChannels();
+    destroyChannels();
+    return code;
 }
 
 int VideoPipe::setChannelControls() {

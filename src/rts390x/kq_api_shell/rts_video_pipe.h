@@ -50,6 +50,7 @@ private:
     int disableChannels();
     int destroyChannels();
     int setChannelControls();
+    int tearDown(int code);
 
     bool osdReady() const { return mOsdPack.ready != 0; }
     bool maskReady() const { return mMaskPack.ready != 0; }
