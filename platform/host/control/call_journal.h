@@ -1,7 +1,7 @@
 // Host-internal: every platform call journals itself and honours injected failures.
 //
 //   int rts_av_bind(int src, int dst) {
-//       hostctl::Call call("rts_av_bind", hostctl::args(src, dst));
+//       hostctl::Call call("rts_av_bind", [&] { return hostctl::args(src, dst); });
 //       if (call.injected()) return call.injectedCode();
 //       return call.result(media().bind(src, dst));
 //   }
@@ -14,9 +14,19 @@
 
 namespace hostctl {
 
+// Whether calls are journaled (the default). Without the journal, a call formats no
+// arguments and allocates nothing, as a steady stream of polls must not.
+bool journalEnabled();
+
 class Call {
 public:
-    Call(const char* function, std::string args);
+    // `formatArgs()` gives the journal's text of the arguments; it runs only when the
+    // journal is enabled.
+    template <typename ArgsFn>
+    Call(const char* function, ArgsFn formatArgs) : mFunction(function) {
+        mInjected = takeFailure(function, &mResult);
+        if (journalEnabled()) mArgs = formatArgs();
+    }
     ~Call();
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
@@ -31,6 +41,10 @@ public:
     void done() { result(0); }
 
 private:
+    // Counts the call against the failures injected for `function`; true with the code
+    // when this call is the one to fail.
+    static bool takeFailure(const char* function, int* code);
+
     const char* mFunction;
     std::string mArgs;
     int mResult = 0;

@@ -1,8 +1,10 @@
 #include "host_control.h"
 
 #include <algorithm>
+#include <atomic>
 #include <map>
 #include <mutex>
+#include <string_view>
 
 #include "call_journal.h"
 #include "host_state.h"
@@ -15,10 +17,15 @@ struct PendingFailure {
     int code;
 };
 
+// The journal keeps the latest calls; a long run forgets its oldest half at a time.
+constexpr std::size_t kJournalLimit = 1 << 16;
+
 struct ControlState {
     std::mutex mutex;
+    std::atomic<bool> journaling{true};
     std::vector<JournalEntry> journal;
-    std::map<std::string, std::vector<PendingFailure>> failures;
+    // Looked up by the caller's own name text, so a call allocates nothing here.
+    std::map<std::string, std::vector<PendingFailure>, std::less<>> failures;
     std::vector<LogRecord> records;
     unsigned int shownLevels = ~0u;
     std::FILE* echo = nullptr;
@@ -29,12 +36,17 @@ ControlState& state() {
     return *s;
 }
 
-// Counts a call of `function` against its pending failures; true with the code when
-// this call is the one to fail.
-bool takeFailure(const std::string& function, int* code) {
+}  // namespace
+
+bool journalEnabled() { return state().journaling.load(std::memory_order_relaxed); }
+
+void setJournalEnabled(bool enabled) { state().journaling = enabled; }
+
+bool Call::takeFailure(const char* function, int* code) {
     ControlState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
-    auto it = s.failures.find(function);
+    if (s.failures.empty()) return false;
+    auto it = s.failures.find(std::string_view(function));
     if (it == s.failures.end()) return false;
     bool fails = false;
     for (PendingFailure& f : it->second) {
@@ -51,6 +63,8 @@ bool takeFailure(const std::string& function, int* code) {
     return fails;
 }
 
+namespace {
+
 const char* levelName(unsigned int level) {
     switch (level) {
     case 1: return "debug";
@@ -63,10 +77,6 @@ const char* levelName(unsigned int level) {
 
 }  // namespace
 
-Call::Call(const char* function, std::string args) : mFunction(function), mArgs(std::move(args)) {
-    mInjected = takeFailure(function, &mResult);
-}
-
 Call::~Call() {
     if (!mRecorded) result(mResult);
 }
@@ -74,9 +84,12 @@ Call::~Call() {
 int Call::result(int code) {
     mResult = code;
     mRecorded = true;
+    if (!journalEnabled()) return code;
     ControlState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
-    s.journal.push_back({mFunction, mArgs, code});
+    if (s.journal.size() >= kJournalLimit)
+        s.journal.erase(s.journal.begin(), s.journal.begin() + kJournalLimit / 2);
+    s.journal.push_back({mFunction, std::move(mArgs), code});
     return code;
 }
 
@@ -188,6 +201,7 @@ void reset() {
     s.failures.clear();
     s.records.clear();
     s.shownLevels = ~0u;
+    s.journaling = true;
 }
 
 int liveChannelCount() { return mediaLiveChannels(); }

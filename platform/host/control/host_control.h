@@ -3,6 +3,7 @@
 // failures and keeps the log records.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 #include <vector>
@@ -24,8 +25,11 @@ struct JournalEntry {
     std::string text() const;
 };
 
+// The latest calls, oldest first (a long run keeps the last few ten thousand).
 std::vector<JournalEntry> journal();
 void clearJournal();
+// Off, calls are neither journaled nor formatted: for long runs and allocation counts.
+void setJournalEnabled(bool enabled);
 // The calls of the journal made to `function`, in order.
 std::vector<JournalEntry> calls(const std::string& function);
 // "function(args)" of every call, in order, for comparing call sequences.
@@ -66,6 +70,26 @@ void setLogEcho(std::FILE* stream);
 // ---- Channels -----------------------------------------------------------------------------
 
 int liveChannelCount();
+
+struct ChannelStats {
+    uint64_t produced;   // buffers the channel made
+    uint64_t dropped;    // lost: the reader fell behind, no buffer was free, or nobody took it
+    uint64_t delivered;  // taken by the reader or handed to a one-shot callback
+};
+
+// Zeros for a channel that does not exist or delivers no buffers.
+ChannelStats channelStats(int chn);
+
+// Scripted channels make no buffers themselves: only pushBuffer() feeds their reader
+// and callback, so every branch of a reader can be driven exactly. -ENOENT for no such
+// channel, -EINVAL for a channel without buffers.
+int scriptChannel(int chn, bool scripted);
+// Makes channel `chn` produce a buffer with these bytes, timestamp and flags, as if it
+// had encoded them; -EPERM while the channel is disabled.
+int pushBuffer(int chn, const std::vector<uint8_t>& bytes, uint64_t timestampUs,
+               uint32_t flags);
+// Waits until every one-shot callback handed out has run.
+void waitCallbacksIdle();
 // How many rts_av_init() are not yet paired with a release.
 int platformInitCount();
 

@@ -39,4 +39,11 @@ std::string recordText(const rts_av_profile* profile) {
     return hostctl::record(words[0], words[1], words[2], words[3], words[4]);
 }
 
+std::string recordText(const rts_av_callback* callback) {
+    if (!callback) return hostctl::arg(callback);
+    return hostctl::record(reinterpret_cast<const void*>(callback->handler), callback->context,
+                           callback->start, callback->times, callback->interval,
+                           callback->reserved);
+}
+
 }  // namespace host::media

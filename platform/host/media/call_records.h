@@ -14,5 +14,7 @@ std::string recordText(const rts_mjpeg_attr* attr);
 // The device name quoted, then the four words.
 std::string recordText(const rts_audio_attr* attr);
 std::string recordText(const rts_av_profile* profile);
+// The handler and context as addresses, then the four words.
+std::string recordText(const rts_av_callback* callback);
 
 }  // namespace host::media

@@ -13,7 +13,9 @@ constexpr int kMaxJpegQuality = 100;
 }  // namespace
 
 Channel::Channel(ChannelKind kind, ChannelConfig config)
-    : mKind(kind), mConfig(std::move(config)) {}
+    : mKind(kind), mConfig(std::move(config)) {
+    if (deliversBuffers(kind)) mOutput = std::make_unique<ChannelOutput>(queueDepth(kind, mConfig));
+}
 
 int Channel::setProfile(const rts_av_profile& profile) {
     if (!validProfile(mKind, profile)) return -EINVAL;
@@ -35,6 +37,7 @@ void Channel::disable() {
     mEnabled = false;
     mReceiving = false;
     mSending = false;
+    if (mOutput) mOutput->clear();
 }
 
 int Channel::startReceiving() {
@@ -47,6 +50,8 @@ int Channel::startReceiving() {
 int Channel::stopReceiving() {
     if (!deliversBuffers(mKind)) return -EINVAL;
     mReceiving = false;
+    // An armed callback stays: it does not depend on the reader.
+    if (mOutput) mOutput->dropQueued();
     return 0;
 }
 

@@ -4,10 +4,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 #include "media/channel_config.h"
 #include "media/channel_kind.h"
+#include "media/channel_output.h"
 #include "rts_av.h"
 
 namespace host::media {
@@ -39,13 +41,23 @@ public:
     bool enabled() const { return mEnabled; }
     // -EPERM while the channel lacks its profile or (for kinds that need one) its source.
     int enable();
-    // Also ends receiving and sending, which need an enabled channel.
+    // Also ends receiving and sending, which need an enabled channel, and drops what
+    // was queued or armed.
     void disable();
 
     bool receiving() const { return mReceiving; }
     // -EINVAL for a kind without buffers for a reader, -EPERM while disabled.
     int startReceiving();
+    // Queued buffers that the reader did not take are dropped.
     int stopReceiving();
+
+    // Null for kinds that deliver no buffers.
+    ChannelOutput* output() { return mOutput.get(); }
+    // Whether a reader or a one-shot callback takes what the channel makes.
+    bool wanted() const { return mOutput && (mReceiving || mOutput->armed()); }
+    // Scripted channels make nothing themselves; tests push their buffers.
+    bool scripted() const { return mScripted; }
+    void setScripted(bool scripted) { mScripted = scripted; }
 
     bool sending() const { return mSending; }
     // -EINVAL for a kind that takes no buffers, -EPERM while disabled.
@@ -74,6 +86,8 @@ private:
     int mH264Profile = kDefaultH264Profile;
     int mJpegQuality = kDefaultJpegQuality;
     uint32_t mOverlayPack = kNoPack;
+    std::unique_ptr<ChannelOutput> mOutput;
+    bool mScripted = false;
 };
 
 }  // namespace host::media

@@ -1,11 +1,14 @@
 #include "media/channel_config.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace host::media {
 namespace {
 
 constexpr uint32_t kMaxIspBuffers = 8;
+constexpr std::size_t kMaxQueueDepth = 64;
+constexpr std::size_t kDefaultQueueDepth = 4;
 constexpr uint32_t kMaxH264Bitrate = 100'000'000;
 constexpr int32_t kMaxQp = 51;
 constexpr uint32_t kMinFrameSide = 16;
@@ -86,6 +89,12 @@ std::optional<ChannelConfig> makeResampleConfig(uint32_t rate, uint32_t bitsPerS
 std::optional<ChannelConfig> makeAudioEncodeConfig(int type, uint32_t bitrate) {
     if (!knownEncodeType(type) || bitrate > kMaxAudioBitrate) return std::nullopt;
     return AudioEncodeAttr{type, bitrate};
+}
+
+std::size_t queueDepth(ChannelKind kind, const ChannelConfig& config) {
+    if (kind != ChannelKind::H264) return kDefaultQueueDepth;
+    std::size_t asked = std::get<rts_h264_attr>(config).queueDepth;
+    return std::clamp<std::size_t>(asked, 1, kMaxQueueDepth);
 }
 
 bool validProfile(ChannelKind kind, const rts_av_profile& profile) {

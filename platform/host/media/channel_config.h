@@ -2,6 +2,7 @@
 // accepts. Each make...() returns nothing for attributes the platform refuses.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <variant>
@@ -41,6 +42,10 @@ std::optional<ChannelConfig> makeAudioDeviceConfig(const rts_audio_attr* attr);
 std::optional<ChannelConfig> makeResampleConfig(uint32_t rate, uint32_t bitsPerSample,
                                                 uint32_t channels);
 std::optional<ChannelConfig> makeAudioEncodeConfig(int type, uint32_t bitrate);
+
+// How many buffers a channel of `kind` queues for its reader: an H.264 channel as many
+// as its attributes ask (1 to 64), the others a few.
+std::size_t queueDepth(ChannelKind kind, const ChannelConfig& config);
 
 // Whether a channel of `kind` accepts `profile`; false for kinds without a profile.
 bool validProfile(ChannelKind kind, const rts_av_profile& profile);

@@ -2,16 +2,13 @@
 // return an injected failure untouched, otherwise do the work and journal its result.
 #pragma once
 
-#include <string>
-#include <utility>
-
 #include "call_journal.h"
 
 namespace host {
 
-template <typename F>
-int journaled(const char* function, std::string args, F work) {
-    hostctl::Call call(function, std::move(args));
+template <typename ArgsFn, typename F>
+int journaled(const char* function, ArgsFn formatArgs, F work) {
+    hostctl::Call call(function, formatArgs);
     if (call.injected()) return call.injectedCode();
     return call.result(work());
 }

@@ -4,14 +4,15 @@
 #include <utility>
 
 #include "host_state.h"
+#include "media/video_stream.h"
 
 namespace host::media {
 
-using Lock = std::lock_guard<std::mutex>;
+using Guard = std::lock_guard<std::mutex>;
 
 template <typename F>
 int MediaPlatform::whenInitialised(F f) {
-    Lock lock(mMutex);
+    Guard lock(mMutex);
     if (mInitCount == 0) return -ENODEV;
     return f();
 }
@@ -26,7 +27,7 @@ int MediaPlatform::withChannel(int chn, F f) {
 
 template <typename F>
 int MediaPlatform::withHandle(HandleId handle, ChannelKind kind, F f) {
-    Lock lock(mMutex);
+    Guard lock(mMutex);
     int chn;
     if (!mHandles.channelOf(handle, kind, &chn)) return -EINVAL;
     Channel* channel = mChannels.find(chn);
@@ -35,15 +36,17 @@ int MediaPlatform::withHandle(HandleId handle, ChannelKind kind, F f) {
 }
 
 int MediaPlatform::init() {
-    Lock lock(mMutex);
+    Guard lock(mMutex);
     ++mInitCount;
     return 0;
 }
 
 int MediaPlatform::release() {
+    Streams stopped;
     Lock lock(mMutex);
     if (mInitCount == 0) return -EPERM;
-    if (--mInitCount == 0) destroyAll();
+    if (--mInitCount == 0) stopped = destroyAll(lock);
+    lock.unlock();
     return 0;
 }
 
@@ -64,18 +67,30 @@ int MediaPlatform::bind(int src, int dst) {
 }
 
 int MediaPlatform::enable(int chn) {
-    return withChannel(chn, [](Channel& c) { return c.enable(); });
+    return withChannel(chn, [&](Channel& c) {
+        int rc = c.enable();
+        if (rc == 0 && c.kind() == ChannelKind::Isp && !mStreams.count(chn))
+            mStreams[chn] = std::make_unique<VideoStream>(*this, chn);
+        return rc;
+    });
 }
 
 int MediaPlatform::disable(int chn) {
-    return withChannel(chn, [](Channel& c) {
+    std::unique_ptr<VideoStream> stopped;  // outlives the lock
+    return withChannel(chn, [&](Channel& c) {
         c.disable();
+        stopped = takeStream(chn);
         return 0;
     });
 }
 
 int MediaPlatform::destroy(int chn) {
-    return whenInitialised([=] { return mChannels.destroy(chn); });
+    Streams stopped;  // outlives the lock
+    Lock lock(mMutex);
+    if (mInitCount == 0) return -ENODEV;
+    if (!mChannels.find(chn)) return -ENOENT;
+    stopped = destroyChannel(lock, chn);
+    return 0;
 }
 
 int MediaPlatform::startReceiving(int chn) {
@@ -109,7 +124,7 @@ int MediaPlatform::queryControl(int chn, ChannelKind kind, HandleId* handle) {
 }
 
 void MediaPlatform::releaseControl(HandleId handle, ChannelKind kind) {
-    Lock lock(mMutex);
+    Guard lock(mMutex);
     mHandles.release(handle, kind);
 }
 
@@ -132,25 +147,237 @@ int MediaPlatform::attachOverlay(int chn, uint32_t pack) {
 }
 
 void MediaPlatform::reset() {
+    Streams stopped;  // outlives the lock
     Lock lock(mMutex);
     mInitCount = 0;
+    stopped = destroyAll(lock);
     mChannels.reset();
-    mHandles.clear();
+    mRetiredPools.clear();
 }
 
 int MediaPlatform::liveChannels() {
-    Lock lock(mMutex);
+    Guard lock(mMutex);
     return static_cast<int>(mChannels.size());
 }
 
 int MediaPlatform::initCount() {
-    Lock lock(mMutex);
+    Guard lock(mMutex);
     return mInitCount;
 }
 
-void MediaPlatform::destroyAll() {
+// ---- Buffers -----------------------------------------------------------------------------
+
+int MediaPlatform::poll(int chn) {
+    return withChannel(chn, [](Channel& c) {
+        if (!c.output()) return -EINVAL;
+        if (!c.receiving()) return -EPERM;
+        return c.output()->hasQueued() ? 0 : -EAGAIN;
+    });
+}
+
+int MediaPlatform::receive(int chn, rts_av_buffer** buffer) {
+    return withChannel(chn, [buffer](Channel& c) {
+        if (!buffer || !c.output()) return -EINVAL;
+        if (!c.receiving()) return -EPERM;
+        *buffer = c.output()->take();
+        return *buffer ? 0 : -EAGAIN;
+    });
+}
+
+int MediaPlatform::putBuffer(rts_av_buffer* buffer) {
+    Guard lock(mMutex);
+    return giveBack(buffer);
+}
+
+int MediaPlatform::giveBack(rts_av_buffer* buffer) {
+    if (!buffer) return -EINVAL;
+    int rc = -EINVAL;
+    mChannels.forEach([&](int, Channel& c) {
+        if (rc != 0 && c.output() && c.output()->pool().holds(buffer)) {
+            c.output()->pool().giveBack(buffer);
+            rc = 0;
+        }
+    });
+    if (rc == 0) return 0;
+    for (auto it = mRetiredPools.begin(); it != mRetiredPools.end(); ++it) {
+        if (!(*it)->holds(buffer)) continue;
+        (*it)->giveBack(buffer);
+        if ((*it)->taken() == 0) mRetiredPools.erase(it);
+        return 0;
+    }
+    return -EINVAL;
+}
+
+int MediaPlatform::setCallback(int chn, const rts_av_callback* record) {
+    return withChannel(chn, [record](Channel& c) {
+        if (!record || !record->handler || !c.output()) return -EINVAL;
+        if (!c.enabled()) return -EPERM;
+        return c.output()->arm(*record);
+    });
+}
+
+// ---- Producing ---------------------------------------------------------------------------
+
+void MediaPlatform::publish(int chn, const uint8_t* data, std::size_t length, uint64_t timestampUs,
+                            uint32_t flags) {
+    Guard lock(mMutex);
+    Channel* c = mChannels.find(chn);
+    if (!c || !c->enabled() || !c->wanted()) return;
+    std::optional<CallbackJob> job =
+        c->output()->publish(data, length, timestampUs, flags, c->receiving());
+    if (job) enqueueCallback(chn, *job);
+}
+
+void MediaPlatform::countDropped(int chn) {
+    Guard lock(mMutex);
+    if (Channel* c = mChannels.find(chn); c && c->output()) c->output()->countDropped();
+}
+
+bool MediaPlatform::routeOf(int isp, StreamRoute* route) {
+    route->encoders.clear();  // keeps its capacity
+    route->overlayPack = kNoPack;
+    Guard lock(mMutex);
+    Channel* camera = mChannels.find(isp);
+    if (!camera || !camera->enabled() || !camera->profile()) return false;
+    route->profile = *camera->profile();
+    int overlay = kNoChannel;
+    mChannels.forEach([&](int id, Channel& c) {
+        if (c.kind() == ChannelKind::Osd && c.source() == isp && c.enabled() && overlay < 0) {
+            overlay = id;
+            route->overlayPack = c.overlayPack();
+        }
+    });
+    mChannels.forEach([&](int id, Channel& c) {
+        bool fed = c.source() == isp || (overlay >= 0 && c.source() == overlay);
+        bool encoder = c.kind() == ChannelKind::H264 || c.kind() == ChannelKind::Mjpeg;
+        if (!fed || !encoder || !c.enabled() || !c.wanted() || c.scripted()) return;
+        rts_h264_attr h264{};
+        if (c.kind() == ChannelKind::H264) h264 = std::get<rts_h264_attr>(c.config());
+        route->encoders.push_back({id, c.kind(), h264, c.h264Profile(), c.jpegQuality()});
+    });
+    return true;
+}
+
+int MediaPlatform::setScripted(int chn, bool scripted) {
+    return withChannel(chn, [scripted](Channel& c) {
+        if (!c.output()) return -EINVAL;
+        c.setScripted(scripted);
+        return 0;
+    });
+}
+
+int MediaPlatform::push(int chn, const uint8_t* data, std::size_t length, uint64_t timestampUs,
+                        uint32_t flags) {
+    return withChannel(chn, [&](Channel& c) {
+        if (!c.output() || (!data && length > 0)) return -EINVAL;
+        if (!c.enabled()) return -EPERM;
+        // Nobody takes it: made and lost, as a real channel would count it.
+        if (!c.wanted()) {
+            c.output()->countDropped();
+            return 0;
+        }
+        std::optional<CallbackJob> job =
+            c.output()->publish(data, length, timestampUs, flags, c.receiving());
+        if (job) enqueueCallback(chn, *job);
+        return 0;
+    });
+}
+
+std::optional<OutputStats> MediaPlatform::stats(int chn) {
+    Guard lock(mMutex);
+    Channel* c = mChannels.find(chn);
+    if (!c || !c->output()) return std::nullopt;
+    return c->output()->stats();
+}
+
+// ---- Callbacks ---------------------------------------------------------------------------
+
+void MediaPlatform::enqueueCallback(int chn, const CallbackJob& job) {
+    mCallbacks.push_back({chn, job});
+    if (!mCallbackThreadStarted) {
+        std::thread thread([this] { runCallbacks(); });
+        mCallbackThreadId = thread.get_id();
+        thread.detach();  // lives as long as the process, like the platform itself
+        mCallbackThreadStarted = true;
+    }
+    mCallbacksChanged.notify_all();
+}
+
+void MediaPlatform::runCallbacks() {
+    Lock lock(mMutex);
+    for (;;) {
+        mCallbacksChanged.wait(lock, [this] { return !mCallbacks.empty(); });
+        PendingCallback pending = mCallbacks.front();
+        mCallbacks.pop_front();
+        mRunningCallback = pending.chn;
+        lock.unlock();
+        // The handler is the caller's code: it runs without the platform's lock and
+        // may call the platform itself.
+        pending.job.handler(pending.job.context, nullptr, pending.job.buffer);
+        lock.lock();
+        giveBack(pending.job.buffer);
+        mRunningCallback = kNoChannel;
+        mCallbacksChanged.notify_all();
+    }
+}
+
+void MediaPlatform::cancelCallbacks(Lock& lock, int chn) {
+    for (auto it = mCallbacks.begin(); it != mCallbacks.end();) {
+        if (chn != kNoChannel && it->chn != chn) {
+            ++it;
+            continue;
+        }
+        giveBack(it->job.buffer);
+        it = mCallbacks.erase(it);
+    }
+    if (std::this_thread::get_id() == mCallbackThreadId) return;
+    mCallbacksChanged.wait(lock, [&] {
+        return mRunningCallback == kNoChannel || (chn != kNoChannel && mRunningCallback != chn);
+    });
+}
+
+void MediaPlatform::waitCallbacksIdle() {
+    Lock lock(mMutex);
+    mCallbacksChanged.wait(lock,
+                           [this] { return mCallbacks.empty() && mRunningCallback == kNoChannel; });
+}
+
+// ---- Tear-down ---------------------------------------------------------------------------
+
+std::unique_ptr<VideoStream> MediaPlatform::takeStream(int chn) {
+    auto it = mStreams.find(chn);
+    if (it == mStreams.end()) return nullptr;
+    std::unique_ptr<VideoStream> stream = std::move(it->second);
+    mStreams.erase(it);
+    return stream;
+}
+
+MediaPlatform::Streams MediaPlatform::destroyChannel(Lock& lock, int chn) {
+    Streams stopped;
+    stopped.push_back(takeStream(chn));
+    if (ChannelOutput* output = mChannels.find(chn)->output()) output->clear();
+    cancelCallbacks(lock, chn);
+    // The wait above let other threads in: the channel may be gone already.
+    Channel* c = mChannels.find(chn);
+    if (!c) return stopped;
+    if (c->output() && c->output()->pool().taken() > 0)
+        mRetiredPools.push_back(c->output()->releasePool());
+    mChannels.destroy(chn);
+    return stopped;
+}
+
+MediaPlatform::Streams MediaPlatform::destroyAll(Lock& lock) {
+    Streams stopped;
+    for (auto& [chn, stream] : mStreams) stopped.push_back(std::move(stream));
+    mStreams.clear();
+    cancelCallbacks(lock, kNoChannel);
+    mChannels.forEach([this](int, Channel& c) {
+        if (c.output() && c.output()->pool().taken() > 0)
+            mRetiredPools.push_back(c.output()->releasePool());
+    });
     mChannels.clear();
     mHandles.clear();
+    return stopped;
 }
 
 MediaPlatform& media() {

@@ -4,15 +4,25 @@
 // here, and never while holding a lock this part might wait for.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <thread>
+#include <vector>
 
+#include "media/buffer_pool.h"
 #include "media/channel_config.h"
 #include "media/channel_registry.h"
 #include "media/control_handles.h"
+#include "media/stream_route.h"
 
 namespace host::media {
+
+class VideoStream;
 
 // Every call checks its arguments itself. Codes: -ENODEV while not initialised,
 // -ENOENT for no such channel, -EINVAL for bad arguments or a channel of the wrong kind,
@@ -36,6 +46,37 @@ public:
     int stopSending(int chn);
     // Whether the channel exists and is enabled; false while not initialised.
     bool active(int chn);
+
+    // The reader's side. poll: 0 while a buffer waits, -EAGAIN while none does, -EPERM
+    // while the channel is not receiving.
+    int poll(int chn);
+    int receive(int chn, rts_av_buffer** buffer);
+    // -EINVAL for anything but a buffer handed out and not yet given back.
+    int putBuffer(rts_av_buffer* buffer);
+    // Arms a one-shot callback for the channel's next buffer, run on the platform's
+    // callback thread. -EINVAL for a null record or handler or a channel without
+    // buffers, -EPERM while disabled, -EBUSY while one is armed.
+    int setCallback(int chn, const rts_av_callback* record);
+
+    // The producer's side. Hands a buffer channel `chn` made to its reader and its armed
+    // callback; a channel that nobody takes from any more gets nothing.
+    void publish(int chn, const uint8_t* data, std::size_t length, uint64_t timestampUs,
+                 uint32_t flags);
+    // A picture the channel failed to make.
+    void countDropped(int chn);
+    // Where image channel `isp`'s pictures go now; false (and no encoders) while the
+    // channel is not enabled.
+    bool routeOf(int isp, StreamRoute* route);
+
+    // For tests: scripted channels make nothing themselves, and push() hands them
+    // buffers as if they had. push: -ENOENT, -EINVAL for a kind without buffers, -EPERM
+    // while disabled.
+    int setScripted(int chn, bool scripted);
+    int push(int chn, const uint8_t* data, std::size_t length, uint64_t timestampUs,
+             uint32_t flags);
+    std::optional<OutputStats> stats(int chn);
+    // Waits until no callback is queued or running.
+    void waitCallbacksIdle();
 
     // A new control handle of channel `chn`, which must be of kind `kind`.
     int queryControl(int chn, ChannelKind kind, HandleId* handle);
@@ -65,12 +106,41 @@ private:
     template <typename F>
     int withHandle(HandleId handle, ChannelKind kind, F f);
 
-    void destroyAll();
+    using Lock = std::unique_lock<std::mutex>;
+    using Streams = std::vector<std::unique_ptr<VideoStream>>;
+
+    // Each takes the lock it is given; the streams they return must be destroyed after
+    // the lock is released, since stopping a stream waits for its thread.
+    Streams destroyAll(Lock& lock);
+    Streams destroyChannel(Lock& lock, int chn);
+    std::unique_ptr<VideoStream> takeStream(int chn);
+    void enqueueCallback(int chn, const CallbackJob& job);
+    // Drops the channel's queued callbacks and waits for its running one, unless that
+    // is the very thread asking.
+    void cancelCallbacks(Lock& lock, int chn);
+    void runCallbacks();
+    int giveBack(rts_av_buffer* buffer);
+
+    struct PendingCallback {
+        int chn;
+        CallbackJob job;
+    };
 
     std::mutex mMutex;
     int mInitCount = 0;
     ChannelRegistry mChannels;
     ControlHandles mHandles;
+    std::map<int, std::unique_ptr<VideoStream>> mStreams;  // by image channel
+    // Pools of destroyed channels whose buffers are still out.
+    std::vector<std::unique_ptr<BufferPool>> mRetiredPools;
+
+    // One platform thread runs every callback; it starts with the first and lives as
+    // long as the process.
+    std::deque<PendingCallback> mCallbacks;
+    int mRunningCallback = kNoChannel;
+    std::condition_variable mCallbacksChanged;
+    std::thread::id mCallbackThreadId;
+    bool mCallbackThreadStarted = false;
 };
 
 MediaPlatform& media();

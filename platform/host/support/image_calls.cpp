@@ -15,13 +15,13 @@ namespace {
 
 int setValue(ImageSetting setting, int value) {
     std::string function = std::string("set_") + host::support::settingName(setting);
-    return journaled(function.c_str(), hostctl::args(value),
+    return journaled(function.c_str(), [&] { return hostctl::args(value); },
                      [=] { return host::support::setImageSetting(setting, value); });
 }
 
 int getValue(ImageSetting setting, int* value) {
     std::string function = std::string("get_") + host::support::settingName(setting);
-    return journaled(function.c_str(), hostctl::args(value), [=] {
+    return journaled(function.c_str(), [&] { return hostctl::args(value); }, [=] {
         if (!value) return -EINVAL;
         *value = host::support::imageSettings()[setting];
         return 0;
@@ -72,7 +72,7 @@ int set_noise_reduct(int value) { return setValue(ImageSetting::NoiseReduct, val
 int get_noise_reduct(int* value) { return getValue(ImageSetting::NoiseReduct, value); }
 
 int get_ae_auto(int32_t* bias, uint16_t* target, uint8_t* speed, int32_t* metering) {
-    return journaled("get_ae_auto", hostctl::args(bias, target, speed, metering), [=] {
+    return journaled("get_ae_auto", [&] { return hostctl::args(bias, target, speed, metering); }, [=] {
         if (!bias || !target || !speed || !metering) return -EINVAL;
         host::support::AeAuto ae = host::support::imageSettings().ae;
         *bias = ae.bias;
@@ -84,13 +84,13 @@ int get_ae_auto(int32_t* bias, uint16_t* target, uint8_t* speed, int32_t* meteri
 }
 
 int set_ae_auto(int32_t bias, uint16_t target, uint8_t speed, int32_t metering) {
-    return journaled("set_ae_auto", hostctl::args(bias, target, speed, metering),
+    return journaled("set_ae_auto", [&] { return hostctl::args(bias, target, speed, metering); },
                      [=] { return host::support::setAeAuto({bias, target, speed, metering}); });
 }
 
 int get_ae_all_gain(uint32_t* total, uint32_t* analog, uint32_t* digital, uint32_t* isp,
                     uint32_t* exposure) {
-    return journaled("get_ae_all_gain", hostctl::args(total, analog, digital, isp, exposure), [=] {
+    return journaled("get_ae_all_gain", [&] { return hostctl::args(total, analog, digital, isp, exposure); }, [=] {
         if (!total || !analog || !digital || !isp || !exposure) return -EINVAL;
         auto g = host::support::exposureGains(host::support::imageSettings());
         *total = g.total;
@@ -103,7 +103,7 @@ int get_ae_all_gain(uint32_t* total, uint32_t* analog, uint32_t* digital, uint32
 }
 
 int set_flip(int flip) {
-    return journaled("set_flip", hostctl::args(flip), [=] { return host::support::setFlip(flip); });
+    return journaled("set_flip", [&] { return hostctl::args(flip); }, [=] { return host::support::setFlip(flip); });
 }
 
 }  // extern "C"

@@ -28,23 +28,23 @@ extern "C" {
 
 int init_osd_pack(struct osd_pack* pack, uint32_t font_size, uint32_t flags, uint32_t width,
                   uint32_t height) {
-    return journaled("init_osd_pack", hostctl::args(pack, font_size, flags, width, height), [=] {
+    return journaled("init_osd_pack", [&] { return hostctl::args(pack, font_size, flags, width, height); }, [=] {
         if (!pack || font_size < 1 || font_size > kMaxFontSize || !validPackSide(width) ||
             !validPackSide(height))
             return -EINVAL;
-        OsdPackState state{font_size, flags, width, height, {}};
+        OsdPackState state{font_size, flags, width, height, {}, {}};
         copyColor(state, *pack);
         return osdPacks().init(pack, state);
     });
 }
 
 int deinit_osd_pack(struct osd_pack* pack) {
-    return journaled("deinit_osd_pack", hostctl::args(pack),
+    return journaled("deinit_osd_pack", [&] { return hostctl::args(pack); },
                      [=] { return osdPacks().deinit(pack); });
 }
 
 int set_default_osd_attr(struct osd_pack* pack, int osd_chn) {
-    return journaled("set_default_osd_attr", hostctl::args(pack, osd_chn), [=] {
+    return journaled("set_default_osd_attr", [&] { return hostctl::args(pack, osd_chn); }, [=] {
         // Support takes the media lock inside its own, never the other way round.
         return osdPacks().with(pack, [=](uint32_t id, OsdPackState& state) {
             int rc = host::media::media().attachOverlay(osd_chn, id);

@@ -54,6 +54,16 @@ public:
         return f(id, entry->state);
     }
 
+    // f(state) for the pack with id `id`, as the channels that draw packs know them;
+    // -ENOENT when there is no such pack (any more).
+    template <typename F>
+    int withId(uint32_t id, F f) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        Entry* entry = mTable.find(id);
+        if (!entry) return -ENOENT;
+        return f(entry->state);
+    }
+
     void reset() {
         std::lock_guard<std::mutex> lock(mMutex);
         mTable.clear();

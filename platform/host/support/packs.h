@@ -3,11 +3,22 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 
 #include "camera_support.h"
 #include "support/pack_registry.h"
+#include "video/drawing.h"
 
 namespace host::support {
+
+// One drawn item of an overlay pack: rendered text (later also images) with its place.
+struct OverlayItem {
+    video::AlphaMask mask;
+    int x, y;
+    video::Yuv ink;
+    bool boxed;  // a background box of the mask's size behind the ink
+    video::Yuv box;
+};
 
 struct OsdPackState {
     uint32_t fontSize;  // pixels
@@ -17,6 +28,7 @@ struct OsdPackState {
     // Text and background colour (R, G, B each) as the record held them at init and
     // when the pack was last attached to a channel; the record's bytes stay the caller's.
     uint8_t color[6];
+    std::map<int, OverlayItem> items;  // by block: a new item replaces the block's old one
 };
 
 struct MaskPackState {
