@@ -7,14 +7,16 @@ namespace {
 
 const char* const kExported[] = {
     "kq_init_kq", "kq_uninit", "kq_open_encoder", "kq_start_encoder", "kq_close_encoder",
-    "kq_register_snapshot_callback", "kq_register_timestamp_callback",
+    "kq_poll_frame", "kq_register_snapshot_callback", "kq_trigger_snapshot", "kq_register_timestamp_callback",
     "kq_encoder_change_fps", "kq_force_keyframe", "kq_set_roi", "kq_change_bitrate",
     "kq_motion_detect_enable", "kq_motion_detect_region_setup",
     "kq_motion_detect_region_enable", "kq_set_pw_frequency", "kq_get_crop_info",
     "kq_get_crop_info_mjpg", "kq_get_crop_info_h264", "kq_to_mjpg_crop_size",
     "kq_to_h264_crop_size", "kq_isp_set", "kq_set_image_flip", "rts_set_isp",
     "rts_save_isp_setting", "rts_apply_isp_saved_setting", "rts_show_isp_saved_setting",
-    "rts_save_ae_auto", "rts_apply_saved_ae_auto", "rts_get_gain",
+    "rts_save_ae_auto", "rts_apply_saved_ae_auto", "rts_get_gain", "kq_osd_init",
+    "kq_osd_uninit", "kq_osd_update", "kq_enable_osd", "kq_osd_set_color",
+    "kq_osd_set_position", "kq_osd_set_format",
 };
 
 TEST(ExportedSymbols, EveryFunctionIsExportedUnmangled) {

@@ -5,11 +5,32 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdio>
 #include <string>
 #include <vector>
 
 #include "host_control.h"
 #include "kq_api.h"
+
+// One set_osd_text() call as journaled: pack, "text", count, x, y, block.
+struct DrawnText {
+    std::string text;
+    int count, x, y, block;
+};
+
+inline std::vector<DrawnText> drawnTexts() {
+    std::vector<DrawnText> drawn;
+    for (const hostctl::JournalEntry& e : hostctl::calls("set_osd_text")) {
+        std::size_t open = e.args.find('"');
+        std::size_t close = e.args.rfind('"');
+        DrawnText d{e.args.substr(open + 1, close - open - 1), 0, 0, 0, 0};
+        std::sscanf(e.args.c_str() + close + 1, ", %d, %d, %d, %d", &d.count, &d.x, &d.y,
+                    &d.block);
+        drawn.push_back(d);
+    }
+    return drawn;
+}
 
 class LibraryTest : public ::testing::Test {
 protected:
@@ -38,6 +59,47 @@ protected:
 
     static kq_encoder_param mjpeg(uint32_t width = 640, uint32_t height = 360, uint32_t fps = 15) {
         return {KQ_ENC_MJPEG, width, height, fps, 0, 0};
+    }
+
+    // The platform channel ids of an open pipe.
+    struct PipeChannels {
+        int isp = -1, osd = -1, enc = -1, jpg = -1;
+        int delivery(bool mjpeg) const { return mjpeg ? jpg : enc; }
+    };
+
+    // Opens `channel` and reads the ids of its channels from the journal.
+    static PipeChannels openPipe(int channel, const kq_encoder_param& param,
+                                 kq_frame_callback callback = nullptr, void* userData = nullptr) {
+        hostctl::clearJournal();
+        EXPECT_EQ(kq_open_encoder(channel, &param, callback, userData), KQ_OK);
+        auto created = [](const char* function) {
+            auto calls = hostctl::calls(function);
+            return calls.empty() ? -1 : calls.back().result;
+        };
+        return {created("rts_av_create_isp_chn"), created("rts_av_create_osd_chn"),
+                created("rts_av_create_h264_chn"), created("rts_av_create_mjpeg_chn")};
+    }
+
+    // Opens and starts `channel` with both encoders scripted: only pushed buffers come out.
+    static PipeChannels startScriptedPipe(int channel, const kq_encoder_param& param,
+                                          kq_frame_callback callback = nullptr,
+                                          void* userData = nullptr) {
+        PipeChannels ids = openPipe(channel, param, callback, userData);
+        EXPECT_EQ(hostctl::scriptChannel(ids.enc, true), 0);
+        EXPECT_EQ(hostctl::scriptChannel(ids.jpg, true), 0);
+        EXPECT_EQ(kq_start_encoder(channel), KQ_OK);
+        return ids;
+    }
+
+    // Polls until `done()` or `limitMs` passed; whether `done()` came true.
+    template <typename Done>
+    static bool pollUntil(Done done, int limitMs = 3000) {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            kq_poll_frame(10);
+        }
+        return true;
     }
 
     // Names of the platform calls made, in order.

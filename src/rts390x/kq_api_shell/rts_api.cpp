@@ -2,14 +2,12 @@
 #include <new>
 
 #include "kq_api.h"
+#include "rts_api_checks.h"
 #include "rts_log.h"
-#include "rts_video_context.h"
 
 namespace kq {
 
 VideoContext* gVideoContext = nullptr;
-
-namespace {
 
 bool isValidChannel(int channel) {
     if (static_cast<uint32_t>(channel) < kChannelCount) return true;
@@ -17,14 +15,11 @@ bool isValidChannel(int channel) {
     return false;
 }
 
-// The context of a started library, or null after logging that `function` was called
-// while the library is not started.
 VideoContext* startedContext(const char* function) {
     if (!gVideoContext) KQ_ERROR("%s: library not started, kq_init_kq first", function);
     return gVideoContext;
 }
 
-}  // namespace
 }  // namespace kq
 
 using kq::gVideoContext;
@@ -104,6 +99,20 @@ void kq_register_snapshot_callback(int channel, kq_snapshot_callback callback) {
     if (!isValidChannel(channel)) return;
     if (VideoContext* context = startedContext(__func__))
         context->setSnapshotCallback(channel, callback);
+}
+
+int kq_poll_frame(int timeout_ms) {
+    VideoContext* context = startedContext(__func__);
+    return context ? context->pollFrames(timeout_ms) : 0;
+}
+
+int kq_trigger_snapshot(int channel, int quality) {
+    // An invalid channel answers like a placed request.
+    if (!isValidChannel(channel)) return 0;
+    VideoContext* context = startedContext(__func__);
+    // Without a started library no snapshot callback can be registered.
+    if (!context) return kq::kSnapshotNotRegistered;
+    return context->triggerSnapshot(channel, quality);
 }
 
 void kq_register_timestamp_callback(kq_timestamp_callback) {}

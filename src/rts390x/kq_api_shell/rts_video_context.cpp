@@ -1,5 +1,7 @@
 #include "rts_video_context.h"
 
+#include <sys/time.h>
+
 #include "rts_log.h"
 
 namespace kq {
@@ -75,6 +77,20 @@ int VideoContext::stopPipe(int channel) {
     int r = mVidPipes[channel].stopRecv();
     if (r != 0) KQ_ERROR("stop mVidPipes[%d] fail!", channel);
     return r;
+}
+
+int VideoContext::pollFrames(int timeoutMs) {
+    timeval start{};
+    gettimeofday(&start, nullptr);
+    for (;;) {
+        int n = mVidPipes[0].pollFrame() + mVidPipes[1].pollFrame();
+        timeval now{};
+        gettimeofday(&now, nullptr);
+        // Held as a signed 32-bit count of microseconds, which wraps after about 35 minutes.
+        int64_t elapsed = (int64_t{now.tv_sec} - start.tv_sec) * 1000000 + (now.tv_usec - start.tv_usec);
+        int32_t elapsedMs = static_cast<int32_t>(static_cast<uint32_t>(elapsed)) / 1000;
+        if (elapsedMs >= timeoutMs || n != 0) return n;
+    }
 }
 
 }  // namespace kq

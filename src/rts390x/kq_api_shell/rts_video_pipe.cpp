@@ -1,5 +1,7 @@
 #include "rts_video_pipe.h"
 
+#include <unistd.h>
+
 #include <initializer_list>
 
 #include "rts_log.h"
@@ -16,6 +18,11 @@ constexpr uint32_t kDefaultHeight = 1080;
 constexpr uint32_t kDefaultFps = 25;
 constexpr rts_h264_attr kDefaultH264Attr = {12, -1, 2097152, 30, 0, 0};
 
+// A requester looks at the hand-off this many times, this far apart, before giving up.
+constexpr int kSnapshotLooks = 12;
+constexpr useconds_t kSnapshotLookIntervalUs = 100;
+constexpr useconds_t kPollStepSleepUs = 1000;
+
 // One channel of an enable or disable pass, with the message of its failure.
 struct ChannelStep {
     int32_t VideoPipe::*chn;
@@ -31,7 +38,7 @@ struct BindStep {
 
 }  // namespace
 
-VideoPipe::VideoPipe() { setDefaults(); }
+VideoPipe::VideoPipe() : mLastTime(time(nullptr)) { setDefaults(); }
 
 void VideoPipe::setDefaults() {
     mIspAttr = kDefaultIspAttr;
@@ -231,6 +238,69 @@ int VideoPipe::destroyChannels() {
         *chn = -1;
     }
     return 0;
+}
+
+int VideoPipe::pollFrame() {
+    if (mRecvChn < 0) return 0;
+    if (rts_av_get_chn_status(mRecvChn) == 0) return 0;
+    usleep(kPollStepSleepUs);
+    updateTimestamp();
+    if (mSnapshotState.load() == SNAPSHOT_REQUESTED) armSnapshot();
+    if (rts_av_poll(mRecvChn) != 0) return 0;
+    rts_av_buffer* buffer = nullptr;
+    if (rts_av_recv(mRecvChn, &buffer) != 0 || !buffer) return 0;
+    // The platform's own memory, valid during the call only.
+    if (mFrameCallback)
+        mFrameCallback(static_cast<const uint8_t*>(buffer->data), buffer->bytesUsed,
+                       static_cast<uint32_t>(buffer->timestamp / 1000),
+                       buffer->flags & RTS_AV_FLAG_KEYFRAME, 0, 0, mFrameUserData);
+    rts_av_put_buffer(buffer);
+    return 1;
+}
+
+int VideoPipe::requestSnapshot(int channel, int quality) {
+    if (!mSnapshotCallback) {
+        KQ_ERROR("request snapshot fail, not registered");
+        return kSnapshotNotRegistered;
+    }
+    int r = 0;
+    if (quality != static_cast<int>(mMjpegQuality)) {
+        r = set_mjpeg_quality(mMjpegCtrl, quality);
+        if (r != 0)
+            KQ_WARNING("set snapshot quality fail, using default %d",
+                       static_cast<int>(mMjpegQuality));
+        else
+            mMjpegQuality = static_cast<uint32_t>(quality);
+    }
+    for (int look = 1; mSnapshotState.load() != SNAPSHOT_IDLE; ++look) {
+        if (look == kSnapshotLooks) return kSnapshotBusy;
+        usleep(kSnapshotLookIntervalUs);
+    }
+    mSnapshotChannel = channel;
+    mSnapshotRecord = {&VideoPipe::onSnapshot, this, 0, 1, 0, 0};
+    // Last: the poller arms only a request whose channel and record are written.
+    mSnapshotState.store(SNAPSHOT_REQUESTED);
+    return r;
+}
+
+void VideoPipe::armSnapshot() {
+    mSnapshotState.store(SNAPSHOT_ARMED);
+    int r = rts_av_set_callback(mJpgChn, &mSnapshotRecord, 0);
+    if (r != 0) {
+        mSnapshotState.store(SNAPSHOT_IDLE);
+        KQ_PLATFORM_WARNING("set av callback fail, ret = %d, %s\n", r);
+    }
+}
+
+int VideoPipe::onSnapshot(void* context, void*, rts_av_buffer* buffer) {
+    auto* pipe = static_cast<VideoPipe*>(context);
+    // A callback withdrawn since the request was placed drops the picture.
+    kq_snapshot_callback callback = pipe->mSnapshotCallback;
+    int r = callback ? callback(pipe->mSnapshotChannel, static_cast<const uint8_t*>(buffer->data),
+                                buffer->bytesUsed)
+                     : 0;
+    pipe->mSnapshotState.store(SNAPSHOT_IDLE);
+    return r;
 }
 
 }  // namespace kq

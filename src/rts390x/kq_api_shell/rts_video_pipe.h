@@ -4,12 +4,26 @@
 
 #include <atomic>
 #include <cstdint>
+#include <ctime>
+#include <mutex>
 
 #include "camera_support.h"
 #include "kq_api.h"
 #include "rts_av.h"
 
 namespace kq {
+
+// The snapshot hand-off between the requesting thread, the polling thread and the
+// platform's callback thread (there is no state 1).
+enum SnapshotState : uint32_t {
+    SNAPSHOT_IDLE = 0,
+    SNAPSHOT_REQUESTED = 2,
+    SNAPSHOT_ARMED = 3,
+};
+
+// Refusals of a snapshot request.
+constexpr int kSnapshotNotRegistered = -16;
+constexpr int kSnapshotBusy = -74;
 
 class VideoPipe {
 public:
@@ -37,12 +51,27 @@ public:
     // Whether the graph exists (created and not yet destroyed).
     bool isOpen() const { return mRecvChn >= 0; }
 
+    // One poll step: 1 when a buffer was received (and handed to the frame callback,
+    // if one is set), else 0.
+    int pollFrame();
+    // 0 when the request is placed, -16 without a snapshot callback, -74 while an
+    // earlier request is pending, or the platform's code of a refused quality change
+    // (the request is placed all the same).
+    int requestSnapshot(int channel, int quality);
+
     // Overlay and mask packs, set up with the graph.
     int initOsdPack();
     int deinitOsdPack();
     int setDefaultOsdAttr();
     int initMaskPack();
     int deinitMaskPack();
+
+    // The running timestamp. The setters draw nothing: a change shows at the next
+    // refresh that draws.
+    void enableOsd(uint8_t flag) { mOsdEnabled = flag; }
+    void setOsdFormat(const char* text);
+    void setOsdPosition(uint32_t option) { mTimestampPos = option; }
+    void setOsdColor(uint8_t c1, uint8_t c2, uint8_t c3, uint8_t c4, uint8_t c5, uint8_t c6);
 
 private:
     int createChannels();
@@ -51,6 +80,20 @@ private:
     int destroyChannels();
     int setChannelControls();
     int tearDown(int code);
+
+    void armSnapshot();
+    // The platform's one-shot handler; `context` is the pipe.
+    static int onSnapshot(void* context, void* unused, rts_av_buffer* buffer);
+
+    // Redraws the timestamp once the second has changed, or erases it once switched off.
+    void updateTimestamp();
+    // With mOsdMutex held.
+    void eraseTimestamp();
+    void calcTimestampPosition(uint32_t length);
+    void setOsdText(const char* text, uint32_t length, int32_t x, int32_t y, int32_t block);
+    // Expands the format for time `now`; the text's length, or 0 when it does not fit.
+    // With mOsdMutex held.
+    std::size_t formatTimestamp(time_t now, char (&text)[25]);
 
     bool osdReady() const { return mOsdPack.ready != 0; }
     bool maskReady() const { return mMaskPack.ready != 0; }
@@ -83,6 +126,20 @@ private:
 
     osd_pack mOsdPack{};
     uint32_t mFontSize = 0;
+    // Switched by the application's thread, read by the polling thread.
+    std::atomic<uint8_t> mOsdEnabled{0};
+    uint8_t mTimestampDrawn = 0;
+    char mTimeFormat[32] = "%Y-%m-%d %H:%M:%S";
+    std::atomic<uint32_t> mTimestampPos{0};
+    int32_t mTimestampBlock = 0;
+    int32_t mTimestampX = 5;
+    int32_t mTimestampY = 5;
+    time_t mLastTime;
+    // Guards the format and the colour bytes: a refresh never reads a half-written
+    // format, and the support library never reads half-written colours.
+    std::mutex mOsdMutex;
+    // The format whose expansion was found too long, reported once.
+    bool mFormatRejected = false;
     mask_pack mMaskPack{};
 };
 
