@@ -1,130 +1,124 @@
 // kq-demo: a small camera application on libkq_api, run on the host platform.
 //
-// It starts the library, opens channel 0 as H.264 and channel 1 as MJPEG, starts both,
-// changes a few image settings, closes everything and prints the library's log.
-#include <cstdint>
+// It streams channel 0 as H.264 and channel 1 as MJPEG with the running timestamp on
+// both, takes a snapshot of each channel every few seconds, and writes everything into
+// one folder: ch0.h264, ch1.mjpeg and the snapshot JPEGs. A progress line shows what
+// arrives; at the end a table lists the files and the log records by level.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
+#include <map>
 #include <string>
 
 #include "host_control.h"
 #include "kq_api.h"
+#include "options.h"
+#include "output_files.h"
 
 namespace {
 
-struct StreamOptions {
-    uint32_t width;
-    uint32_t height;
-    uint32_t fps;
-};
+using Clock = std::chrono::steady_clock;
+using demo::Options;
+using demo::SnapshotFiles;
+using demo::StreamFile;
+using demo::StreamOptions;
 
-struct Options {
-    StreamOptions ch0{1920, 1080, 25};
-    StreamOptions ch1{640, 360, 25};
-    uint32_t bitrate = 2 * 1024 * 1024;
-    uint32_t gop = 50;
-    unsigned int logLevel = 2;
-};
-
-void printUsage() {
-    std::printf(
-        "usage: kq-demo [--ch0 WxH@FPS] [--ch1 WxH@FPS] [--bitrate BPS] [--gop N]\n"
-        "               [--log-level 1-4]\n"
-        "  --ch0        channel 0, H.264 (default 1920x1080@25)\n"
-        "  --ch1        channel 1, MJPEG (default 640x360@25)\n"
-        "  --bitrate    H.264 bitrate in bits per second (default 2097152)\n"
-        "  --gop        H.264 key-frame interval in frames (default 50)\n"
-        "  --log-level  lowest log level printed: 1 debug ... 4 error (default 2)\n");
+bool makeFolder(const std::string& path) {
+    if (mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) return true;
+    std::perror(path.c_str());
+    return false;
 }
 
-bool parseStream(const char* text, StreamOptions* stream) {
-    unsigned int w = 0, h = 0, fps = 0;
-    char end = 0;
-    if (std::sscanf(text, "%ux%u@%u%c", &w, &h, &fps, &end) != 3 || !w || !h || !fps)
-        return false;
-    *stream = {w, h, fps};
-    return true;
-}
-
-bool parseNumber(const char* text, uint32_t* value) {
-    char* end = nullptr;
-    unsigned long v = std::strtoul(text, &end, 10);
-    if (!*text || *end || v > UINT32_MAX) return false;
-    *value = static_cast<uint32_t>(v);
-    return true;
-}
-
-enum class Parsed { Run, Help, Error };
-
-Parsed parseOptions(int argc, char** argv, Options* options) {
-    for (int i = 1; i < argc; ++i) {
-        const std::string flag = argv[i];
-        if (flag == "--help" || flag == "-h") return Parsed::Help;
-        if (i + 1 >= argc) {
-            std::fprintf(stderr, "kq-demo: %s needs a value\n", flag.c_str());
-            return Parsed::Error;
-        }
-        const char* value = argv[++i];
-        uint32_t number = 0;
-        bool ok = true;
-        if (flag == "--ch0")
-            ok = parseStream(value, &options->ch0);
-        else if (flag == "--ch1")
-            ok = parseStream(value, &options->ch1);
-        else if (flag == "--bitrate")
-            ok = parseNumber(value, &options->bitrate);
-        else if (flag == "--gop")
-            ok = parseNumber(value, &options->gop);
-        else if (flag == "--log-level" && (ok = parseNumber(value, &number)))
-            options->logLevel = number;
-        else
-            ok = false;
-        if (!ok) {
-            std::fprintf(stderr, "kq-demo: bad argument %s %s\n", flag.c_str(), value);
-            return Parsed::Error;
-        }
-    }
-    return Parsed::Run;
-}
-
-int onFrame(const uint8_t*, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, void*) { return 0; }
-
-// Opens and starts one channel; true on success.
+// Opens and starts one channel with the timestamp on; true on success.
 bool startChannel(int channel, uint32_t encType, const StreamOptions& stream,
-                  const Options& options) {
-    const kq_encoder_param param = {encType,          stream.width, stream.height,
-                                    stream.fps,       options.bitrate, options.gop};
-    int r = kq_open_encoder(channel, &param, onFrame, nullptr);
-    std::printf("kq_open_encoder(%d, %s %ux%u@%u) = %d\n", channel,
-                encType == KQ_ENC_H264 ? "H.264" : "MJPEG", stream.width, stream.height,
-                stream.fps, r);
-    if (r != KQ_OK) return false;
+                  const Options& options, StreamFile* file) {
+    const kq_encoder_param param = {encType,    stream.width,    stream.height,
+                                    stream.fps, options.bitrate, options.gop};
+    int r = kq_open_encoder(channel, &param, StreamFile::onFrame, file);
+    std::printf("channel %d: %s %ux%u@%u -> %s\n", channel,
+                encType == KQ_ENC_H264 ? "H.264" : "MJPEG", stream.width, stream.height, stream.fps,
+                file->path().c_str());
+    if (r != KQ_OK) {
+        std::fprintf(stderr, "kq_open_encoder(%d) = %d\n", channel, r);
+        return false;
+    }
+    kq_register_snapshot_callback(channel, SnapshotFiles::onSnapshot);
+    kq_enable_osd(channel, 1);
     r = kq_start_encoder(channel);
-    std::printf("kq_start_encoder(%d) = %d\n", channel, r);
+    if (r != KQ_OK) std::fprintf(stderr, "kq_start_encoder(%d) = %d\n", channel, r);
     return r == KQ_OK;
 }
 
-void changeImageSettings() {
-    struct Setting {
-        uint32_t type;
-        int value;
-        const char* name;
-    };
-    const Setting settings[] = {{KQ_ISP_BRIGHTNESS, 150, "brightness"},
-                                {KQ_ISP_CONTRAST, 140, "contrast"},
-                                {KQ_ISP_SATURATION, 100, "saturation"},
-                                {KQ_ISP_AE_2, 400, "auto-exposure target"},
-                                {KQ_ISP_AE_APPLY, 1, "apply auto exposure"}};
-    for (const Setting& s : settings)
-        std::printf("kq_isp_set(%s = %d) = %d\n", s.name, s.value, kq_isp_set(s.type, s.value));
-    kq_set_image_flip(1);
-    std::printf("kq_set_image_flip(1)\n");
-    rts_show_isp_saved_setting();
+double megabits(uint64_t bytes, double seconds) {
+    return seconds > 0 ? bytes * 8.0 / seconds / 1e6 : 0.0;
+}
+
+void printProgress(double seconds, const StreamFile (&files)[2], bool final) {
+    std::printf("\r%5.1f s", seconds);
+    for (int ch = 0; ch < 2; ++ch)
+        std::printf("  ch%d %5llu frames %5.1f fps %6.2f Mbit/s", ch,
+                    static_cast<unsigned long long>(files[ch].frames()),
+                    seconds > 0 ? files[ch].frames() / seconds : 0.0,
+                    megabits(files[ch].bytes(), seconds));
+    std::printf("  snapshots %zu%s", SnapshotFiles::instance().files().size(),
+                final || !isatty(STDOUT_FILENO) ? "\n" : "");
+    std::fflush(stdout);
+}
+
+// Polls until the run time is over, asking for snapshots on the way.
+void run(const Options& options, const StreamFile (&files)[2]) {
+    const auto start = Clock::now();
+    const auto end = start + std::chrono::seconds(options.seconds);
+    auto nextSnapshot = start + std::chrono::seconds(options.snapshotEvery);
+    auto nextProgress = start + std::chrono::seconds(1);
+    bool settingsChanged = false;
+    for (auto now = start; now < end; now = Clock::now()) {
+        kq_poll_frame(100);
+        if (now >= nextSnapshot) {
+            for (int ch = 0; ch < 2; ++ch) kq_trigger_snapshot(ch, 80);
+            nextSnapshot += std::chrono::seconds(options.snapshotEvery);
+        }
+        if (!settingsChanged && now >= start + (end - start) / 2) {
+            // Halfway: a livelier picture, and the timestamp moved on channel 1.
+            kq_isp_set(KQ_ISP_SATURATION, 180);
+            kq_osd_set_position(1, KQ_POS_BOTTOM_RIGHT);
+            settingsChanged = true;
+        }
+        if (now >= nextProgress) {
+            printProgress(std::chrono::duration<double>(now - start).count(), files, false);
+            nextProgress += std::chrono::seconds(1);
+        }
+    }
+    printProgress(options.seconds, files, true);
+}
+
+void printFiles(const Options& options, const StreamFile (&files)[2]) {
+    std::printf("\n%-36s %10s  %s\n", "file", "bytes", "content");
+    const StreamOptions* streams[2] = {&options.ch0, &options.ch1};
+    for (int ch = 0; ch < 2; ++ch)
+        std::printf("%-36s %10llu  %llu frames (%llu key), %.1f s, %ux%u\n",
+                    files[ch].path().c_str(), static_cast<unsigned long long>(files[ch].bytes()),
+                    static_cast<unsigned long long>(files[ch].frames()),
+                    static_cast<unsigned long long>(files[ch].keyFrames()),
+                    files[ch].spanMs() / 1000.0, streams[ch]->width, streams[ch]->height);
+    for (const demo::SnapshotFile& f : SnapshotFiles::instance().files())
+        std::printf("%-36s %10u  JPEG snapshot of channel %d, %ux%u\n", f.path.c_str(), f.bytes,
+                    f.channel, streams[f.channel]->width, streams[f.channel]->height);
 }
 
 void printLog(unsigned int lowestLevel) {
-    std::printf("\nlibrary log (level %u and above):\n", lowestLevel);
-    for (const hostctl::LogRecord& record : hostctl::logRecords(hostctl::LogRecord::Path::Shown))
+    static const char* const kLevels[] = {"", "debug", "info", "warning", "error"};
+    std::map<unsigned int, int> counts;
+    for (const hostctl::LogRecord& record : hostctl::logRecords()) ++counts[record.level];
+    std::printf("\nlog records:");
+    for (const auto& [level, count] : counts)
+        std::printf(" %s %d", level < 5 ? kLevels[level] : "?", count);
+    std::printf("\n");
+    for (const hostctl::LogRecord& record : hostctl::logRecords())
         if (record.level >= lowestLevel) std::printf("  %s\n", record.readable().c_str());
 }
 
@@ -132,27 +126,33 @@ void printLog(unsigned int lowestLevel) {
 
 int main(int argc, char** argv) {
     Options options;
-    const Parsed parsed = parseOptions(argc, argv, &options);
-    if (parsed != Parsed::Run) {
-        printUsage();
-        return parsed == Parsed::Help ? 0 : 2;
+    const demo::Parsed parsed = demo::parseOptions(argc, argv, &options);
+    if (parsed != demo::Parsed::Run) {
+        demo::printUsage();
+        return parsed == demo::Parsed::Help ? 0 : 2;
     }
+    if (!makeFolder(options.outDir)) return 1;
+    // A long run makes hundreds of platform calls a second: no journal of them.
+    hostctl::setJournalEnabled(false);
+    SnapshotFiles::instance().setFolder(options.outDir);
 
-    int status = 0;
-    int r = kq_init_kq();
-    std::printf("kq_init_kq() = %d\n", r);
-    if (r == KQ_OK) {
-        bool ok = startChannel(0, KQ_ENC_H264, options.ch0, options) &&
-                  startChannel(1, KQ_ENC_MJPEG, options.ch1, options);
-        if (!ok) status = 1;
-        changeImageSettings();
-        kq_close_encoder(0);
-        kq_close_encoder(1);
-        kq_uninit();
-        std::printf("platform channels left: %d\n", hostctl::liveChannelCount());
-    } else {
-        status = 1;
+    StreamFile files[2];
+    if (!files[0].open(options.outDir + "/ch0.h264") ||
+        !files[1].open(options.outDir + "/ch1.mjpeg"))
+        return 1;
+    if (kq_init_kq() != KQ_OK) {
+        printLog(options.logLevel);
+        return 1;
     }
+    bool ok = startChannel(0, KQ_ENC_H264, options.ch0, options, &files[0]) &&
+              startChannel(1, KQ_ENC_MJPEG, options.ch1, options, &files[1]);
+    if (ok) run(options, files);
+    // Closing waits for a snapshot still on its way.
+    kq_close_encoder(0);
+    kq_close_encoder(1);
+    kq_uninit();
+    for (StreamFile& file : files) file.close();
+    printFiles(options, files);
     printLog(options.logLevel);
-    return status;
+    return ok ? 0 : 1;
 }

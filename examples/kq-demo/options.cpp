@@ -1,0 +1,77 @@
+#include "options.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace demo {
+namespace {
+
+bool parseStream(const char* text, StreamOptions* stream) {
+    unsigned int w = 0, h = 0, fps = 0;
+    char end = 0;
+    if (std::sscanf(text, "%ux%u@%u%c", &w, &h, &fps, &end) != 3 || !w || !h || !fps) return false;
+    *stream = {w, h, fps};
+    return true;
+}
+
+bool parseNumber(const char* text, uint32_t* value) {
+    char* end = nullptr;
+    unsigned long v = std::strtoul(text, &end, 10);
+    if (!*text || *end || v > UINT32_MAX) return false;
+    *value = static_cast<uint32_t>(v);
+    return true;
+}
+
+bool parseNumber(const char* text, unsigned int min, unsigned int max, unsigned int* value) {
+    uint32_t v = 0;
+    if (!parseNumber(text, &v) || v < min || v > max) return false;
+    *value = v;
+    return true;
+}
+
+bool parseValue(const std::string& flag, const char* value, Options* options) {
+    if (flag == "--seconds") return parseNumber(value, 1, 86400, &options->seconds);
+    if (flag == "--out") return *value && (options->outDir = value, true);
+    if (flag == "--ch0") return parseStream(value, &options->ch0);
+    if (flag == "--ch1") return parseStream(value, &options->ch1);
+    if (flag == "--bitrate") return parseNumber(value, &options->bitrate);
+    if (flag == "--gop") return parseNumber(value, &options->gop);
+    if (flag == "--snapshot-every") return parseNumber(value, 1, 3600, &options->snapshotEvery);
+    if (flag == "--log-level") return parseNumber(value, 1, 4, &options->logLevel);
+    return false;
+}
+
+}  // namespace
+
+void printUsage() {
+    std::printf(
+        "usage: kq-demo [--seconds N] [--out DIR] [--ch0 WxH@FPS] [--ch1 WxH@FPS]\n"
+        "               [--bitrate BPS] [--gop N] [--snapshot-every S] [--log-level 1-4]\n"
+        "  --seconds         how long to run (default 10)\n"
+        "  --out             folder for the files written (default demo-out)\n"
+        "  --ch0             channel 0, H.264 (default 1920x1080@25)\n"
+        "  --ch1             channel 1, MJPEG (default 640x360@25)\n"
+        "  --bitrate         H.264 bitrate in bits per second (default 2097152)\n"
+        "  --gop             H.264 key-frame interval in frames (default 50)\n"
+        "  --snapshot-every  seconds between snapshots of each channel (default 2)\n"
+        "  --log-level       lowest log level printed: 1 debug ... 4 error (default 3)\n");
+}
+
+Parsed parseOptions(int argc, char** argv, Options* options) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string flag = argv[i];
+        if (flag == "--help" || flag == "-h") return Parsed::Help;
+        if (i + 1 >= argc) {
+            std::fprintf(stderr, "kq-demo: %s needs a value\n", flag.c_str());
+            return Parsed::Error;
+        }
+        const char* value = argv[++i];
+        if (!parseValue(flag, value, options)) {
+            std::fprintf(stderr, "kq-demo: bad argument %s %s\n", flag.c_str(), value);
+            return Parsed::Error;
+        }
+    }
+    return Parsed::Run;
+}
+
+}  // namespace demo

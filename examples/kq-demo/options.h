@@ -1,0 +1,31 @@
+// kq-demo's command line.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace demo {
+
+struct StreamOptions {
+    uint32_t width;
+    uint32_t height;
+    uint32_t fps;
+};
+
+struct Options {
+    unsigned int seconds = 10;
+    std::string outDir = "demo-out";
+    StreamOptions ch0{1920, 1080, 25};  // H.264
+    StreamOptions ch1{640, 360, 25};    // MJPEG
+    uint32_t bitrate = 2 * 1024 * 1024;
+    uint32_t gop = 50;
+    unsigned int snapshotEvery = 2;  // seconds
+    unsigned int logLevel = 3;
+};
+
+enum class Parsed { Run, Help, Error };
+
+Parsed parseOptions(int argc, char** argv, Options* options);
+void printUsage();
+
+}  // namespace demo
