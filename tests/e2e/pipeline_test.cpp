@@ -1,0 +1,305 @@
+// The real pipeline end to end, checked with tools nobody here wrote: ffprobe decodes
+// the streams and snapshots, ffmpeg turns pictures into pixels, tesseract reads the
+// timestamp drawn into a snapshot. A test whose tool is missing is skipped, saying so.
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <mutex>
+#include <regex>
+#include <sstream>
+
+#include "library/library_fixture.h"
+
+namespace {
+
+// What a shell command printed on its standard output, and how it ended.
+struct CommandResult {
+    int status;
+    std::string output;
+};
+
+CommandResult runCommand(const std::string& command) {
+    CommandResult result{-1, {}};
+    std::FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return result;
+    char chunk[4096];
+    for (std::size_t n; (n = std::fread(chunk, 1, sizeof chunk, pipe)) > 0;)
+        result.output.append(chunk, n);
+    result.status = pclose(pipe);
+    return result;
+}
+
+bool haveTool(const char* tool) {
+    return runCommand(std::string("command -v ") + tool + " >/dev/null 2>&1").status == 0;
+}
+
+#define REQUIRE_TOOL(tool) \
+    if (!haveTool(tool)) GTEST_SKIP() << tool " is not installed (./dev installs it)"
+
+void writeFile(const std::string& path, const std::vector<uint8_t>& bytes) {
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+}
+
+// "codec_name=h264\nwidth=640\n..." of a file's first video stream.
+std::string probeStream(const std::string& path, const std::string& extra = "") {
+    return runCommand("ffprobe -v error " + extra +
+                      " -select_streams v:0 -count_frames -show_entries "
+                      "stream=codec_name,width,height,nb_read_frames -of default=nw=1 '" +
+                      path + "'")
+        .output;
+}
+
+// A decoded picture, 8-bit RGB, row after row.
+struct Rgb {
+    int width = 0, height = 0;
+    std::vector<uint8_t> pixels;
+    const uint8_t* at(int x, int y) const { return &pixels[(std::size_t(y) * width + x) * 3]; }
+};
+
+Rgb decode(const std::string& jpeg, int width, int height) {
+    Rgb picture{width, height, {}};
+    std::string raw =
+        runCommand("ffmpeg -v error -i '" + jpeg + "' -f rawvideo -pix_fmt rgb24 -").output;
+    picture.pixels.assign(raw.begin(), raw.end());
+    if (picture.pixels.size() != std::size_t(width) * height * 3) picture.pixels.clear();
+    return picture;
+}
+
+// Mean luminance of a column band, over the rows of the colour bars.
+double bandLuma(const Rgb& p, int x0, int x1) {
+    double sum = 0;
+    int n = 0;
+    for (int y = p.height * 3 / 10; y < p.height * 4 / 10; ++y)
+        for (int x = x0; x < x1; ++x, ++n) {
+            const uint8_t* c = p.at(x, y);
+            sum += 0.299 * c[0] + 0.587 * c[1] + 0.114 * c[2];
+        }
+    return sum / n;
+}
+
+class PipelineTest : public LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        char folder[] = "/tmp/kq-e2e-XXXXXX";
+        ASSERT_NE(mkdtemp(folder), nullptr);
+        mFolder = folder;
+        gTest = this;
+        startLibrary();
+    }
+
+    void TearDown() override {
+        kq_close_encoder(0);
+        kq_close_encoder(1);
+        LibraryTest::TearDown();
+        gTest = nullptr;
+        runCommand("rm -rf '" + mFolder + "'");
+    }
+
+    std::string path(const std::string& name) const { return mFolder + "/" + name; }
+
+    // Opens and starts `channel`, its frames appended to the stream file and counted.
+    void startStream(int channel, const kq_encoder_param& param) {
+        mStreams[channel].path = path(channel == 0 ? "ch0.stream" : "ch1.stream");
+        mStreams[channel].file.open(mStreams[channel].path, std::ios::binary);
+        openPipe(channel, param, onFrame, &mStreams[channel]);
+        kq_register_snapshot_callback(channel, onSnapshot);
+        ASSERT_EQ(kq_start_encoder(channel), KQ_OK);
+    }
+
+    // Takes a snapshot of `channel` into a file; its path, empty when none came.
+    std::string snapshot(int channel, const std::string& name) {
+        std::size_t before = snapshots().size();
+        EXPECT_EQ(kq_trigger_snapshot(channel, 80), 0);
+        if (!pollUntil([&] { return snapshots().size() > before; }, 60000)) return "";
+        std::string file = path(name);
+        writeFile(file, snapshots().back().jpeg);
+        return file;
+    }
+
+    struct Stream {
+        std::string path;
+        std::ofstream file;
+        std::vector<uint32_t> keyFrames;  // the key bit of every frame
+    };
+
+    struct Snapshot {
+        int channel;
+        std::vector<uint8_t> jpeg;
+        time_t taken;
+    };
+
+    std::vector<Snapshot> snapshots() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mSnapshots;
+    }
+
+    static int onFrame(const uint8_t* data, uint32_t length, uint32_t, uint32_t keyFrame, uint32_t,
+                       uint32_t, void* user) {
+        auto* stream = static_cast<Stream*>(user);
+        stream->file.write(reinterpret_cast<const char*>(data), length);
+        stream->keyFrames.push_back(keyFrame);
+        return 0;
+    }
+
+    static int onSnapshot(int channel, const uint8_t* jpeg, uint32_t length) {
+        std::lock_guard<std::mutex> lock(gTest->mMutex);
+        gTest->mSnapshots.push_back({channel, {jpeg, jpeg + length}, time(nullptr)});
+        return 0;
+    }
+
+    static PipelineTest* gTest;
+    std::string mFolder;
+    Stream mStreams[2];
+    std::mutex mMutex;
+    std::vector<Snapshot> mSnapshots;
+};
+
+PipelineTest* PipelineTest::gTest = nullptr;
+
+TEST_F(PipelineTest, StreamsAndSnapshotsDecodeAtTheirSizesWithKeyFramesAtTheInterval) {
+    REQUIRE_TOOL("ffprobe");
+    startStream(0, h264(640, 360, 25, 1000000, 10));
+    startStream(1, mjpeg(320, 240, 25));
+    std::string snapshots[2] = {snapshot(0, "ch0.jpg"), snapshot(1, "ch1.jpg")};
+    ASSERT_TRUE(pollUntil(
+        [&] { return mStreams[0].keyFrames.size() >= 25 && mStreams[1].keyFrames.size() >= 5; },
+        120000));
+    kq_close_encoder(0);
+    kq_close_encoder(1);
+    for (Stream& s : mStreams) s.file.close();
+
+    const std::vector<uint32_t>& keys = mStreams[0].keyFrames;
+    EXPECT_EQ(probeStream(mStreams[0].path),
+              "codec_name=h264\nwidth=640\nheight=360\nnb_read_frames=" +
+                  std::to_string(keys.size()) + "\n");
+    // The decoder finds key frames exactly where the callback was told of them: every
+    // tenth picture.
+    std::istringstream lines(runCommand("ffprobe -v error -select_streams v:0 -show_entries "
+                                        "frame=key_frame -of csv=p=0 '" +
+                                        mStreams[0].path + "'")
+                                 .output);
+    std::string decodedKeys;
+    // One line a frame, "1" or "0", some followed by side data after a comma.
+    for (std::string line; std::getline(lines, line);)
+        if (!line.empty() && (line[0] == '0' || line[0] == '1'))
+            decodedKeys += line.substr(0, 1) + "\n";
+    std::string expectedKeys;
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+        EXPECT_EQ(keys[i], i % 10 == 0 ? 1u : 0u) << "frame " << i;
+        expectedKeys += keys[i] ? "1\n" : "0\n";
+    }
+    EXPECT_EQ(decodedKeys, expectedKeys);
+    EXPECT_EQ(probeStream(mStreams[1].path, "-f mjpeg"),
+              "codec_name=mjpeg\nwidth=320\nheight=240\nnb_read_frames=" +
+                  std::to_string(mStreams[1].keyFrames.size()) + "\n");
+    // A snapshot of the H.264 channel is a JPEG of that channel's size.
+    ASSERT_FALSE(snapshots[0].empty());
+    ASSERT_FALSE(snapshots[1].empty());
+    EXPECT_EQ(probeStream(snapshots[0]),
+              "codec_name=mjpeg\nwidth=640\nheight=360\nnb_read_frames=1\n");
+    EXPECT_EQ(probeStream(snapshots[1]),
+              "codec_name=mjpeg\nwidth=320\nheight=240\nnb_read_frames=1\n");
+}
+
+class TimestampPictureTest : public PipelineTest {
+protected:
+    // Starts channel 0 as 1280x720 MJPEG (a 48 px font) with the timestamp on, and
+    // waits until it has been drawn.
+    void startWithTimestamp() {
+        startStream(0, mjpeg(1280, 720, 10));
+        kq_enable_osd(0, 1);
+        ASSERT_TRUE(pollUntil([] { return !hostctl::calls("set_osd_text").empty(); }, 10000));
+    }
+
+    // What tesseract reads in a snapshot where the library placed the timestamp: at its
+    // last drawing's position, 19 characters half the 48 px font wide.
+    static std::string readTimestamp(const std::string& jpeg) {
+        DrawnText last = drawnTexts().back();
+        std::string crop = jpeg + ".png";
+        char filter[64];
+        std::snprintf(filter, sizeof filter, "crop=%d:%d:%d:%d", 19 * 24 + 10, 48 + 10, last.x - 5,
+                      last.y - 5);
+        runCommand("ffmpeg -v error -y -i '" + jpeg + "' -vf " + filter + " '" + crop + "'");
+        std::string text = runCommand("tesseract '" + crop + "' - --psm 7 2>/dev/null").output;
+        while (!text.empty() && std::isspace(static_cast<unsigned char>(text.back())))
+            text.pop_back();
+        return text;
+    }
+};
+
+TEST_F(TimestampPictureTest, TimestampIsReadableAndCurrent) {
+    REQUIRE_TOOL("tesseract");
+    REQUIRE_TOOL("ffmpeg");
+    startWithTimestamp();
+    // Past the first drawing, so the snapshot shows a whole text.
+    pollUntil([] { return false; }, 300);
+    std::string jpeg = snapshot(0, "timestamp.jpg");
+    ASSERT_FALSE(jpeg.empty());
+    std::string text = readTimestamp(jpeg);
+    std::smatch m;
+    ASSERT_TRUE(
+        std::regex_search(text, m, std::regex(R"((\d{4})-(\d\d)-(\d\d) (\d\d):(\d\d):(\d\d))")))
+        << "tesseract read \"" << text << "\"";
+    tm shown{};
+    shown.tm_year = std::stoi(m[1]) - 1900;
+    shown.tm_mon = std::stoi(m[2]) - 1;
+    shown.tm_mday = std::stoi(m[3]);
+    shown.tm_hour = std::stoi(m[4]);
+    shown.tm_min = std::stoi(m[5]);
+    shown.tm_sec = std::stoi(m[6]);
+    shown.tm_isdst = -1;
+    EXPECT_LE(std::abs(difftime(mktime(&shown), snapshots().back().taken)), 2.0) << text;
+}
+
+TEST_F(TimestampPictureTest, SwitchedOffTimestampIsBlank) {
+    REQUIRE_TOOL("tesseract");
+    REQUIRE_TOOL("ffmpeg");
+    startWithTimestamp();
+    kq_enable_osd(0, 0);
+    // The erase comes with the next poll step; the next picture shows it.
+    pollUntil([] { return hostctl::calls("set_osd_text").size() >= 2; }, 5000);
+    std::string jpeg = snapshot(0, "blank.jpg");
+    ASSERT_FALSE(jpeg.empty());
+    std::string text = readTimestamp(jpeg);
+    EXPECT_FALSE(std::regex_search(text, std::regex(R"(\d)")))
+        << "tesseract read \"" << text << "\"";
+}
+
+TEST_F(PipelineTest, GrayModeGivesASnapshotWithoutColour) {
+    REQUIRE_TOOL("ffmpeg");
+    startStream(1, mjpeg(320, 240, 25));
+    ASSERT_EQ(kq_isp_set(KQ_ISP_GRAY_MODE, 1), 0);
+    std::string jpeg = snapshot(1, "gray.jpg");
+    Rgb picture = decode(jpeg, 320, 240);
+    ASSERT_FALSE(picture.pixels.empty());
+    int spread = 0;
+    for (std::size_t i = 0; i < picture.pixels.size(); i += 3) {
+        auto [lo, hi] =
+            std::minmax({picture.pixels[i], picture.pixels[i + 1], picture.pixels[i + 2]});
+        spread = std::max(spread, hi - lo);
+    }
+    EXPECT_LE(spread, 6) << "largest difference between a pixel's colour components";
+}
+
+TEST_F(PipelineTest, FlipMirrorsThePattern) {
+    REQUIRE_TOOL("ffmpeg");
+    startStream(1, mjpeg(320, 240, 25));
+    Rgb straight = decode(snapshot(1, "straight.jpg"), 320, 240);
+    kq_set_image_flip(1);
+    Rgb mirrored = decode(snapshot(1, "mirrored.jpg"), 320, 240);
+    ASSERT_FALSE(straight.pixels.empty());
+    ASSERT_FALSE(mirrored.pixels.empty());
+    // The pattern's bars run from white on the left to black on the right.
+    EXPECT_GT(bandLuma(straight, 0, 16), 200);
+    EXPECT_LT(bandLuma(straight, 304, 320), 50);
+    EXPECT_LT(bandLuma(mirrored, 0, 16), 50);
+    EXPECT_GT(bandLuma(mirrored, 304, 320), 200);
+}
+
+}  // namespace
