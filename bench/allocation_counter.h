@@ -1,0 +1,22 @@
+// Counts the heap allocations the calling thread makes while a scope is open. The
+// benchmark executable replaces malloc and its kin and every global operator new, so
+// allocations made inside the shared libraries are counted too.
+#pragma once
+
+#include <cstdint>
+
+namespace bench {
+
+// Opens the count on this thread for its lifetime; scopes do not nest.
+class AllocationScope {
+public:
+    AllocationScope();
+    ~AllocationScope();
+    AllocationScope(const AllocationScope&) = delete;
+    AllocationScope& operator=(const AllocationScope&) = delete;
+};
+
+// Allocations counted so far, on any thread, inside a scope.
+uint64_t allocationsCounted();
+
+}  // namespace bench
