@@ -108,7 +108,7 @@ protected:
     void startStream(int channel, const kq_encoder_param& param) {
         mStreams[channel].path = path(channel == 0 ? "ch0.stream" : "ch1.stream");
         mStreams[channel].file.open(mStreams[channel].path, std::ios::binary);
-        openPipe(channel, param, onFrame, &mStreams[channel]);
+        mStreams[channel].ids = openPipe(channel, param, onFrame, &mStreams[channel]);
         kq_register_snapshot_callback(channel, onSnapshot);
         ASSERT_EQ(kq_start_encoder(channel), KQ_OK);
     }
@@ -124,6 +124,7 @@ protected:
     }
 
     struct Stream {
+        PipeChannels ids;
         std::string path;
         std::ofstream file;
         std::vector<uint32_t> keyFrames;  // the key bit of every frame
@@ -261,8 +262,12 @@ TEST_F(TimestampPictureTest, SwitchedOffTimestampIsBlank) {
     REQUIRE_TOOL("ffmpeg");
     startWithTimestamp();
     kq_enable_osd(0, 0);
-    // The erase comes with the next poll step; the next picture shows it.
+    // The erase comes with the next poll step. A picture already drawn may still be on
+    // its way through the encoder: the snapshot waits for two more.
     pollUntil([] { return hostctl::calls("set_osd_text").size() >= 2; }, 5000);
+    const int jpg = mStreams[0].ids.jpg;
+    const uint64_t made = hostctl::channelStats(jpg).produced;
+    pollUntil([&] { return hostctl::channelStats(jpg).produced >= made + 2; }, 30000);
     std::string jpeg = snapshot(0, "blank.jpg");
     ASSERT_FALSE(jpeg.empty());
     std::string text = readTimestamp(jpeg);
