@@ -223,8 +223,13 @@ void MediaPlatform::publish(int chn, const uint8_t* data, std::size_t length, ui
     Guard lock(mMutex);
     Channel* c = mChannels.find(chn);
     if (!c || !c->enabled() || !c->wanted()) return;
+    handOut(chn, *c, data, length, timestampUs, flags);
+}
+
+void MediaPlatform::handOut(int chn, Channel& c, const uint8_t* data, std::size_t length,
+                            uint64_t timestampUs, uint32_t flags) {
     std::optional<CallbackJob> job =
-        c->output()->publish(data, length, timestampUs, flags, c->receiving());
+        c.output()->publish(data, length, timestampUs, flags, c.receiving());
     if (job) enqueueCallback(chn, *job);
 }
 
@@ -276,9 +281,7 @@ int MediaPlatform::push(int chn, const uint8_t* data, std::size_t length, uint64
             c.output()->countDropped();
             return 0;
         }
-        std::optional<CallbackJob> job =
-            c.output()->publish(data, length, timestampUs, flags, c.receiving());
-        if (job) enqueueCallback(chn, *job);
+        handOut(chn, c, data, length, timestampUs, flags);
         return 0;
     });
 }

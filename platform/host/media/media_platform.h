@@ -114,6 +114,9 @@ private:
     Streams destroyAll(Lock& lock);
     Streams destroyChannel(Lock& lock, int chn);
     std::unique_ptr<VideoStream> takeStream(int chn);
+    // Gives a buffer channel `chn` made to its queue and its armed callback.
+    void handOut(int chn, Channel& c, const uint8_t* data, std::size_t length,
+                 uint64_t timestampUs, uint32_t flags);
     void enqueueCallback(int chn, const CallbackJob& job);
     // Drops the channel's queued callbacks and waits for its running one, unless that
     // is the very thread asking.
