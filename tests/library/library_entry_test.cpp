@@ -1,5 +1,9 @@
 // Starting and stopping the library, the status codes and log texts of the exported
 // entry functions, and the calls refused while the library is not started.
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
 #include "library_fixture.h"
 
 using ::testing::ElementsAre;
@@ -156,20 +160,31 @@ TEST_F(LibraryEntryTest, NotImplementedFunctionsOnlyLogTheirNotice) {
     }
 }
 
-TEST_F(LibraryEntryTest, RecordsAreShownBeforeTheyAreStoredAndDebugRecordsOnlyShown) {
+TEST_F(LibraryEntryTest, ShownRecordsAreEchoedAndEveryRecordIsStored) {
     startLibrary();
+    char* echoed = nullptr;
+    std::size_t echoedSize = 0;
+    std::FILE* echo = open_memstream(&echoed, &echoedSize);
+    ASSERT_NE(echo, nullptr);
+    hostctl::setLogEcho(echo);
+    hostctl::setShownLevels(hostctl::kAllLogLevels);
     kq_force_keyframe(0);
     std::vector<hostctl::LogRecord> shown =
         hostctl::logRecords(hostctl::LogRecord::Path::Shown);
     ASSERT_EQ(shown.size(), 1u);
     EXPECT_EQ(shown[0].text, "kq_force_keyframe not implemented!");
 
-    // A level the log library does not show is still stored.
+    // Warnings not shown: not echoed, not made by the library at all, still stored.
     forgetHistory();
-    hostctl::setShownLevels(0);
+    hostctl::setShownLevels(hostctl::logLevelsFrom(4));
     kq_force_keyframe(0);
     EXPECT_THAT(hostctl::logRecords(hostctl::LogRecord::Path::Shown), IsEmpty());
     EXPECT_THAT(logTexts(), ElementsAre("kq_force_keyframe not implemented!"));
+
+    hostctl::setLogEcho(nullptr);
+    std::fclose(echo);
+    EXPECT_EQ(std::string(echoed, echoedSize), "warn  kq_force_keyframe not implemented!\n");
+    std::free(echoed);
 }
 
 }  // namespace

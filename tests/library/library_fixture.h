@@ -34,7 +34,11 @@ inline std::vector<DrawnText> drawnTexts() {
 
 class LibraryTest : public ::testing::Test {
 protected:
-    void SetUp() override { hostctl::reset(); }
+    void SetUp() override {
+        hostctl::reset();
+        // The tests read the captured records; echoing them would only flood the output.
+        hostctl::setLogEcho(nullptr);
+    }
 
     void TearDown() override {
         kq_uninit();  // logs a refusal when the test left the library stopped: harmless

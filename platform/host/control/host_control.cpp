@@ -6,10 +6,22 @@
 #include <mutex>
 #include <string_view>
 
+#include "bounded_history.h"
 #include "call_journal.h"
 #include "host_state.h"
+#include "log/log_level.h"
 
 namespace hostctl {
+
+// What an entry of the journal or the log costs, for their byte budgets.
+static std::size_t footprint(const JournalEntry& e) {
+    return sizeof e + heapBytes(e.function) + heapBytes(e.args);
+}
+
+static std::size_t footprint(const LogRecord& r) {
+    return sizeof r + heapBytes(r.file) + heapBytes(r.text);
+}
+
 namespace {
 
 struct PendingFailure {
@@ -17,18 +29,58 @@ struct PendingFailure {
     int code;
 };
 
-// The journal keeps the latest calls; a long run forgets its oldest half at a time.
-constexpr std::size_t kJournalLimit = 1 << 16;
+// Where and which levels the log is echoed. A lock of its own, held while a line is
+// written: a slow stream holds up no platform call, and once the stream is replaced no
+// writer still uses the old one, which its owner may then close.
+class LogEcho {
+public:
+    // As a fresh process starts.
+    void reset() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mStream = stderr;
+        mLevels = host::log::startupLevels();
+    }
+
+    void setStream(std::FILE* stream) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mStream = stream;
+    }
+    void setLevels(unsigned int levels) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mLevels = levels;
+    }
+
+    bool shows(unsigned int level) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return showsLocked(level);
+    }
+
+    // Writes the record's line when its level is shown; whether it did.
+    bool write(const LogRecord& record) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        if (!showsLocked(record.level)) return false;
+        std::fprintf(mStream, "%s\n", record.readable().c_str());
+        return true;
+    }
+
+private:
+    bool showsLocked(unsigned int level) const {
+        return mStream && level < 32 && (mLevels & (1u << level)) != 0;
+    }
+
+    std::mutex mMutex;
+    std::FILE* mStream = stderr;
+    unsigned int mLevels = host::log::startupLevels();
+};
 
 struct ControlState {
     std::mutex mutex;
     std::atomic<bool> journaling{true};
-    std::vector<JournalEntry> journal;
+    BoundedHistory<JournalEntry> journal{kJournalMaxCalls, kJournalMaxBytes};
     // Looked up by the caller's own name text, so a call allocates nothing here.
     std::map<std::string, std::vector<PendingFailure>, std::less<>> failures;
-    std::vector<LogRecord> records;
-    unsigned int shownLevels = ~0u;
-    std::FILE* echo = nullptr;
+    BoundedHistory<LogRecord> records{kLogMaxRecords, kLogMaxBytes};
+    LogEcho echo;
 };
 
 ControlState& state() {
@@ -87,11 +139,10 @@ int Call::result(int code) {
     if (!journalEnabled()) return code;
     ControlState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
-    if (s.journal.size() >= kJournalLimit)
-        s.journal.erase(s.journal.begin(), s.journal.begin() + kJournalLimit / 2);
-    s.journal.push_back({mFunction, std::move(mArgs), code});
+    s.journal.push({mFunction, std::move(mArgs), code});
     return code;
 }
+
 
 std::string JournalEntry::text() const {
     return function + "(" + args + ") = " + std::to_string(result);
@@ -100,7 +151,7 @@ std::string JournalEntry::text() const {
 std::vector<JournalEntry> journal() {
     ControlState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
-    return s.journal;
+    return {s.journal.entries().begin(), s.journal.entries().end()};
 }
 
 void clearJournal() {
@@ -147,7 +198,7 @@ std::vector<LogRecord> logRecords(LogRecord::Path path) {
     ControlState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
     std::vector<LogRecord> matching;
-    for (const LogRecord& r : s.records)
+    for (const LogRecord& r : s.records.entries())
         if (r.path == path) matching.push_back(r);
     return matching;
 }
@@ -164,32 +215,19 @@ void clearLogRecords() {
     s.records.clear();
 }
 
-void setShownLevels(unsigned int levelMask) {
-    ControlState& s = state();
-    std::lock_guard<std::mutex> lock(s.mutex);
-    s.shownLevels = levelMask;
-}
+void setShownLevels(unsigned int levelMask) { state().echo.setLevels(levelMask); }
 
-void setLogEcho(std::FILE* stream) {
-    ControlState& s = state();
-    std::lock_guard<std::mutex> lock(s.mutex);
-    s.echo = stream;
-}
+void setLogEcho(std::FILE* stream) { state().echo.setStream(stream); }
 
-bool levelShown(unsigned int level) {
-    ControlState& s = state();
-    std::lock_guard<std::mutex> lock(s.mutex);
-    return level < 32 && (s.shownLevels & (1u << level)) != 0;
-}
+bool levelShown(unsigned int level) { return state().echo.shows(level); }
 
 void storeLogRecord(LogRecord record) {
     ControlState& s = state();
+    // Shown records are the echoed ones: a record of a level not shown is dropped here,
+    // even when its caller skipped IsShow(). Stored records are kept whatever is shown.
+    if (record.path == LogRecord::Path::Shown && !s.echo.write(record)) return;
     std::lock_guard<std::mutex> lock(s.mutex);
-    // Debug records are only ever shown, the others are shown and stored: echo each once.
-    bool echoed = record.path == LogRecord::Path::Stored || record.level <= 1;
-    if (s.echo && echoed)
-        std::fprintf(s.echo, "%s\n", record.readable().c_str());
-    s.records.push_back(std::move(record));
+    s.records.push(std::move(record));
 }
 
 void reset() {
@@ -200,7 +238,7 @@ void reset() {
     s.journal.clear();
     s.failures.clear();
     s.records.clear();
-    s.shownLevels = ~0u;
+    s.echo.reset();
     s.journaling = true;
 }
 

@@ -3,6 +3,7 @@
 // failures and keeps the log records.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -11,8 +12,18 @@
 namespace hostctl {
 
 // Back to the state of a fresh process: no channels, platform not initialised,
-// default image settings, empty journal, no pending failures, no log records.
+// default image settings, empty journal, no pending failures, no log records, and the
+// log shown as the environment chooses (see setShownLevels()).
 void reset();
+
+// The journal and the captured log records keep only their latest entries, within a
+// count and a byte budget each (strings' heap included, allocator overhead not), so
+// that an application left running for days stays flat in memory: about 3 MiB for
+// both at most. Each new entry beyond a bound forgets the oldest one.
+constexpr std::size_t kJournalMaxCalls = 16384;
+constexpr std::size_t kJournalMaxBytes = 2u << 20;
+constexpr std::size_t kLogMaxRecords = 4096;
+constexpr std::size_t kLogMaxBytes = 1u << 20;
 
 // ---- Journal of platform calls ------------------------------------------------------------
 
@@ -25,7 +36,7 @@ struct JournalEntry {
     std::string text() const;
 };
 
-// The latest calls, oldest first (a long run keeps the last few ten thousand).
+// The latest calls, oldest first (at most kJournalMaxCalls).
 std::vector<JournalEntry> journal();
 void clearJournal();
 // Off, calls are neither journaled nor formatted: for long runs and allocation counts.
@@ -57,14 +68,28 @@ struct LogRecord {
     std::string readable() const;
 };
 
-// Stored records (Log2MyDB) by default; shown records (LogEntry) on request.
+// The latest records, oldest first (at most kLogMaxRecords): the stored ones (Log2MyDB,
+// every level the library stores, whatever is shown) by default, the shown ones
+// (LogEntry::Msg, exactly the lines echoed) on request.
 std::vector<LogRecord> logRecords(LogRecord::Path path = LogRecord::Path::Stored);
 // The texts of the stored records, in order.
 std::vector<std::string> logTexts();
 void clearLogRecords();
-// Which levels LogEntry::IsShow() accepts, as a mask of level bits; all by default.
+
+// Level bits (1 << level) of every level, and of the levels from `lowest` up.
+constexpr unsigned int kAllLogLevels = 0x1e;
+constexpr unsigned int logLevelsFrom(unsigned int lowest) {
+    return lowest > 4 ? 0 : kAllLogLevels & ~((1u << lowest) - 1);
+}
+
+// The log is shown by echoing: LogEntry::IsShow() accepts a level exactly when its
+// records are echoed, one readable line each, to the echo stream. A fresh process (and
+// reset()) echoes to stderr from warnings up, or from the level the environment
+// variable KQ_HOST_LOG_LEVEL names: debug, info, warning, error or off (also 1-4, 0).
+// Which levels are echoed, as a mask of level bits.
 void setShownLevels(unsigned int levelMask);
-// Prints every record as it is stored, or nothing with null (the default).
+// Where they are echoed; null echoes nothing, so that IsShow() accepts no level
+// (tests that read the captured records instead).
 void setLogEcho(std::FILE* stream);
 
 // ---- Channels -----------------------------------------------------------------------------

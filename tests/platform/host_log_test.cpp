@@ -1,0 +1,168 @@
+// The host log library's echo, the level a developer chooses for it, and the bounds of
+// the control interface's bookkeeping.
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "host_control.h"
+#include "log/log_level.h"
+#include "log_entry.h"
+#include "rts_av.h"
+
+using ::testing::ElementsAre;
+
+namespace {
+
+constexpr unsigned int kModuleBit = 1u << 26;
+
+class HostLogTest : public ::testing::Test {
+protected:
+    void SetUp() override { hostctl::reset(); }
+    void TearDown() override {
+        hostctl::reset();  // echoes to stderr again before the stream goes
+        if (mEcho) std::fclose(mEcho);
+        std::free(mEchoed);
+    }
+
+    // Echoes into memory from here on.
+    void captureEcho() {
+        mEcho = open_memstream(&mEchoed, &mEchoedSize);
+        ASSERT_NE(mEcho, nullptr);
+        hostctl::setLogEcho(mEcho);
+    }
+
+    std::string echoed() {
+        std::fflush(mEcho);
+        return std::string(mEchoed, mEchoedSize);
+    }
+
+    // A record written the way the library writes one: shown if IsShow() says so,
+    // then stored.
+    static void write(unsigned int level, const char* text) {
+        if (LogEntry::IsShow(1u << level, kModuleBit))
+            LogEntry(level, 26, nullptr, 0).Msg("%s", text);
+        Log2MyDB(level, 26, nullptr, 0, "%s", text);
+    }
+
+private:
+    std::FILE* mEcho = nullptr;
+    char* mEchoed = nullptr;
+    std::size_t mEchoedSize = 0;
+};
+
+TEST(HostLogLevel, EnvironmentValuesNameTheLowestLevelShown) {
+    struct Case {
+        const char* value;
+        unsigned int lowest;
+    };
+    for (const Case& c :
+         {Case{"debug", 1}, Case{"INFO", 2}, Case{"Warning", 3}, Case{"warn", 3}, Case{"error", 4},
+          Case{"off", 5}, Case{"1", 1}, Case{"4", 4}, Case{"0", 5}}) {
+        unsigned int levels = 0xdead;
+        ASSERT_TRUE(host::log::parseLevels(c.value, &levels)) << c.value;
+        EXPECT_EQ(levels, hostctl::logLevelsFrom(c.lowest)) << c.value;
+    }
+    EXPECT_EQ(hostctl::logLevelsFrom(1), hostctl::kAllLogLevels);
+    EXPECT_EQ(hostctl::logLevelsFrom(5), 0u);
+    for (const char* unknown : {"", "5", "-1", "verbose", "errors", " info"}) {
+        unsigned int levels = 0xdead;
+        EXPECT_FALSE(host::log::parseLevels(unknown, &levels)) << unknown;
+        EXPECT_EQ(levels, 0xdeadu) << unknown;
+    }
+}
+
+TEST_F(HostLogTest, ALevelIsShownExactlyWhenItsRecordsAreEchoed) {
+    captureEcho();
+    std::string expected;
+    for (unsigned int lowest = 1; lowest <= 5; ++lowest) {
+        SCOPED_TRACE(lowest);
+        hostctl::clearLogRecords();
+        hostctl::setShownLevels(hostctl::logLevelsFrom(lowest));
+        for (unsigned int level = 1; level <= 4; ++level) {
+            EXPECT_EQ(LogEntry::IsShow(1u << level, kModuleBit), level >= lowest) << level;
+            // Even a caller that skips IsShow() echoes only the levels shown.
+            LogEntry(level, 26, nullptr, 0).Msg("level %u\n", level);
+            Log2MyDB(level, 26, nullptr, 0, "level %u\n", level);
+        }
+        static const char* const kLines[] = {"", "debug level 1\n", "info  level 2\n",
+                                             "warn  level 3\n", "error level 4\n"};
+        for (unsigned int level = lowest; level <= 4; ++level) expected += kLines[level];
+        EXPECT_EQ(echoed(), expected) << "one line per record shown, none per record stored";
+        EXPECT_EQ(hostctl::logRecords(hostctl::LogRecord::Path::Shown).size(), 5 - lowest);
+        EXPECT_THAT(hostctl::logTexts(),
+                    ElementsAre("level 1\n", "level 2\n", "level 3\n", "level 4\n"))
+            << "stored whatever is shown";
+    }
+}
+
+TEST_F(HostLogTest, WithoutAnEchoStreamNothingIsShownButEverythingStored) {
+    hostctl::setShownLevels(hostctl::kAllLogLevels);
+    hostctl::setLogEcho(nullptr);
+    for (unsigned int level = 1; level <= 4; ++level)
+        EXPECT_FALSE(LogEntry::IsShow(1u << level, kModuleBit)) << level;
+    write(4, "stored");
+    EXPECT_TRUE(hostctl::logRecords(hostctl::LogRecord::Path::Shown).empty());
+    EXPECT_THAT(hostctl::logTexts(), ElementsAre("stored"));
+}
+
+TEST_F(HostLogTest, ErrorRecordsEchoTheirSourceLocation) {
+    captureEcho();
+    hostctl::setShownLevels(hostctl::logLevelsFrom(4));
+    LogEntry(4, 26, "src/x.cpp", 42).Msg("failed, ret = %d\n", -5);
+    EXPECT_EQ(echoed(), "error src/x.cpp:42 failed, ret = -5\n");
+}
+
+TEST_F(HostLogTest, ResetShowsWhatTheEnvironmentChose) {
+    hostctl::setShownLevels(0);
+    hostctl::setLogEcho(nullptr);
+    hostctl::reset();
+    const unsigned int chosen = host::log::startupLevels();
+    for (unsigned int level = 1; level <= 4; ++level)
+        EXPECT_EQ(LogEntry::IsShow(1u << level, kModuleBit), (chosen & (1u << level)) != 0)
+            << level;
+}
+
+// Run by the ctest entry platform_log_level, which sets KQ_HOST_LOG_LEVEL=Info.
+TEST_F(HostLogTest, TheEnvironmentChoosesTheLevelsShown) {
+    const char* value = std::getenv(host::log::kLevelVariable);
+    if (!value || std::string(value) != "Info") GTEST_SKIP() << "KQ_HOST_LOG_LEVEL is not Info";
+    hostctl::setShownLevels(0);
+    hostctl::reset();
+    EXPECT_FALSE(LogEntry::IsShow(1u << 1, kModuleBit));
+    for (unsigned int level = 2; level <= 4; ++level)
+        EXPECT_TRUE(LogEntry::IsShow(1u << level, kModuleBit)) << level;
+}
+
+TEST_F(HostLogTest, TheJournalKeepsItsLatestCalls) {
+    const std::size_t calls = hostctl::kJournalMaxCalls + 1000;
+    for (std::size_t i = 0; i < calls; ++i) rts_av_get_chn_status(-static_cast<int>(i) - 1);
+    std::vector<hostctl::JournalEntry> journal = hostctl::journal();
+    ASSERT_EQ(journal.size(), hostctl::kJournalMaxCalls);
+    EXPECT_EQ(journal.front().args, std::to_string(-1001));
+    EXPECT_EQ(journal.back().args, std::to_string(-static_cast<long>(calls)));
+}
+
+TEST_F(HostLogTest, CapturedRecordsKeepTheLatestWithinTheirCountAndBytes) {
+    hostctl::setLogEcho(nullptr);
+    for (std::size_t i = 0; i < hostctl::kLogMaxRecords + 10; ++i)
+        Log2MyDB(2, 26, nullptr, 0, "record %zu", i);
+    std::vector<std::string> texts = hostctl::logTexts();
+    ASSERT_EQ(texts.size(), hostctl::kLogMaxRecords);
+    EXPECT_EQ(texts.front(), "record 10");
+
+    // Long records meet the byte budget long before the count.
+    hostctl::clearLogRecords();
+    const std::string text(4096, 'x');
+    for (int i = 0; i < 1000; ++i) Log2MyDB(2, 26, nullptr, 0, "%d %s", i, text.c_str());
+    texts = hostctl::logTexts();
+    std::size_t bytes = 0;
+    for (const std::string& t : texts) bytes += t.size();
+    EXPECT_LE(bytes, hostctl::kLogMaxBytes);
+    EXPECT_GT(bytes, hostctl::kLogMaxBytes * 3 / 4) << "the budget is used, not cut far short";
+    EXPECT_EQ(texts.back().substr(0, 4), "999 ");
+}
+
+}  // namespace
