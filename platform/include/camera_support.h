@@ -31,16 +31,35 @@ int init_osd_pack(struct osd_pack* pack, uint32_t font_size, uint32_t flags, uin
 int deinit_osd_pack(struct osd_pack* pack);
 // Attaches the pack to overlay channel `osd_chn`, which then draws its items.
 int set_default_osd_attr(struct osd_pack* pack, int osd_chn);
+
+// A pack shows one item, a text or an image, in each of its blocks 0 to 7; a new item
+// replaces the block's old one, and the items are drawn in block order, over the
+// rectangles of the channel's mask pack.
+
 // Draws the first `count` characters of `text` at (x, y), replacing the block's item.
 int set_osd_text(struct osd_pack* pack, const char* text, int count, int x, int y, int block);
 
-// Copies the pixels; null on failure. `format` and `bits` come from module::BmpInfo.
+// Copies the pixels, which the caller may free as soon as the call returns, and
+// converts them to the frames' colour space. The pixels are top-down BGRA8888
+// (`format` module::kBitmapFormatBgra8888) as module::GetPureBitmap() gives them; with
+// `bits` 24 the image is opaque whatever the alpha bytes say, with 32 it is blended by
+// its alpha. Null for null pixels, a side of 0 or above 8192 (module::kMaxBitmapSide,
+// the bitmap loader's limit), another format or bits, or no memory.
 struct osd_image* create_osd_image(const void* pixels, uint32_t width, uint32_t height,
                                    uint32_t format, uint8_t bits);
-// Frees the image and sets `*image` to null.
+// Frees the image and sets `*image` to null. A null `image` or `*image` is a no-op. A
+// handle that names no live image (a stray one, or one destroyed or reset away) frees
+// nothing and is set to null all the same. An image on screen stays there until its
+// block is erased or replaced.
 void destroy_osd_image(struct osd_image** image);
+// Shows the image with its top-left corner at (x, y), anywhere in or out of the frame
+// (what falls outside is clipped), replacing the block's item. -EINVAL for a pack not
+// initialised, an image that is not live, a width, height, format or bits that differ
+// from the image's, or a block outside 0 to 7.
 int draw_osd_image(struct osd_pack* pack, struct osd_image* image, uint32_t width,
                    uint32_t height, uint32_t format, uint8_t bits, int x, int y, int block);
+// Removes the block's item; an empty block is no error. -EINVAL for a pack not
+// initialised or a block outside 0 to 7.
 int erase_osd_image(struct osd_pack* pack, int block);
 
 // ---- Privacy masks ----------------------------------------------------------------------
@@ -50,10 +69,21 @@ struct mask_pack {
     uint8_t priv[20];  // bytes 4-23: the library's
 };
 
+// Attaches the new pack to the newest (highest id) overlay channel that has no mask pack
+// yet and whose source is an image channel with a `width` x `height` profile; that
+// channel fills the pack's rectangles in every frame. -ENODEV when there is no such
+// channel, so call it once the channel graph is bound. The attachment goes with the
+// channel: destroying the channel drops it, and deinit_mask_pack() frees the channel
+// for another pack.
 int init_mask_pack(struct mask_pack* pack, uint32_t width, uint32_t height);
 int deinit_mask_pack(struct mask_pack* pack);
+// Covers the rectangle at (x, y), clipped to the frame, with opaque mid grey (RGB 128,
+// 128, 128) in every frame; the same index again moves the rectangle. -EINVAL for a pack
+// not initialised, an index outside 0 to 7, or a width or height of 0.
 int enable_rect_mask(struct mask_pack* pack, int index, uint32_t width, uint32_t height, int x,
                      int y);
+// Lifts mask `index`; lifting one that is not on is no error. -EINVAL for a pack not
+// initialised or an index outside 0 to 7.
 int disable_mask(struct mask_pack* pack, int index);
 
 // ---- Image settings ---------------------------------------------------------------------

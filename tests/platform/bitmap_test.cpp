@@ -125,6 +125,9 @@ TEST_F(BitmapTest, RefusesMalformedOrUnsupportedFiles) {
     Bytes offsetInHeader = good;
     put32(offsetInHeader, 10, 20);
     expectRefused(offsetInHeader, "pixel offset inside the header");
+    Bytes infoPastEnd = good;
+    put32(infoPastEnd, 14, 0xffffffffu);
+    expectRefused(infoPastEnd, "info header past the end");
     Bytes twoPlanes = good;
     put16(twoPlanes, 26, 2);
     expectRefused(twoPlanes, "two planes");

@@ -199,6 +199,16 @@ TEST_F(CameraSupport, OsdPackAttachesOnlyToOverlayChannels) {
 }
 
 TEST_F(CameraSupport, MaskPackLifecycle) {
+    // A mask pack needs an overlay channel fed by an image channel of its size.
+    ASSERT_EQ(rts_av_init(), 0);
+    rts_isp_attr attr{3, 0};
+    int isp = rts_av_create_isp_chn(&attr);
+    rts_av_profile profile{};
+    profile.format = RTS_PIX_FMT_NV12;
+    profile.video = {1920, 1080, 1, 25};
+    ASSERT_EQ(rts_av_set_profile(isp, &profile), 0);
+    ASSERT_EQ(rts_av_bind(isp, rts_av_create_osd_chn()), 0);
+
     mask_pack pack{};
     EXPECT_EQ(init_mask_pack(nullptr, 1920, 1080), -EINVAL);
     EXPECT_EQ(init_mask_pack(&pack, 0, 1080), -EINVAL);

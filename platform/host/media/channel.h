@@ -74,6 +74,9 @@ public:
     // The overlay pack an OSD channel draws, kNoPack for none.
     uint32_t overlayPack() const { return mOverlayPack; }
     void setOverlayPack(uint32_t pack) { mOverlayPack = pack; }
+    // The mask pack whose rectangles an OSD channel draws, kNoPack for none.
+    uint32_t maskPack() const { return mMaskPack; }
+    void setMaskPack(uint32_t pack) { mMaskPack = pack; }
 
 private:
     const ChannelKind mKind;
@@ -86,6 +89,7 @@ private:
     int mH264Profile = kDefaultH264Profile;
     int mJpegQuality = kDefaultJpegQuality;
     uint32_t mOverlayPack = kNoPack;
+    uint32_t mMaskPack = kNoPack;
     std::unique_ptr<ChannelOutput> mOutput;
     bool mScripted = false;
 };

@@ -146,6 +146,28 @@ int MediaPlatform::attachOverlay(int chn, uint32_t pack) {
     });
 }
 
+int MediaPlatform::attachMask(uint32_t width, uint32_t height, uint32_t pack) {
+    Guard lock(mMutex);
+    Channel* newest = nullptr;
+    mChannels.forEach([&](int, Channel& c) {
+        if (c.kind() != ChannelKind::Osd || c.maskPack() != kNoPack) return;
+        Channel* source = mChannels.find(c.source());
+        if (!source || source->kind() != ChannelKind::Isp || !source->profile()) return;
+        const rts_av_profile& profile = *source->profile();
+        if (profile.video.width == width && profile.video.height == height) newest = &c;
+    });
+    if (!newest) return -ENODEV;
+    newest->setMaskPack(pack);
+    return 0;
+}
+
+void MediaPlatform::detachMask(uint32_t pack) {
+    Guard lock(mMutex);
+    mChannels.forEach([pack](int, Channel& c) {
+        if (c.maskPack() == pack) c.setMaskPack(kNoPack);
+    });
+}
+
 void MediaPlatform::reset() {
     Streams stopped;  // outlives the lock
     Lock lock(mMutex);
@@ -241,6 +263,7 @@ void MediaPlatform::countDropped(int chn) {
 bool MediaPlatform::routeOf(int isp, StreamRoute* route) {
     route->encoders.clear();  // keeps its capacity
     route->overlayPack = kNoPack;
+    route->maskPack = kNoPack;
     Guard lock(mMutex);
     Channel* camera = mChannels.find(isp);
     if (!camera || !camera->enabled() || !camera->profile()) return false;
@@ -250,6 +273,7 @@ bool MediaPlatform::routeOf(int isp, StreamRoute* route) {
         if (c.kind() == ChannelKind::Osd && c.source() == isp && c.enabled() && overlay < 0) {
             overlay = id;
             route->overlayPack = c.overlayPack();
+            route->maskPack = c.maskPack();
         }
     });
     mChannels.forEach([&](int id, Channel& c) {

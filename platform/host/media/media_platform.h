@@ -89,6 +89,12 @@ public:
     // Lets OSD channel `chn` draw overlay pack `pack`. Pack ids are never reused, so a
     // channel whose pack is freed simply finds nothing to draw.
     int attachOverlay(int chn, uint32_t pack);
+    // Lets the newest OSD channel that has no mask pack yet, and whose source is an image
+    // channel with a `width` x `height` profile, draw mask pack `pack`; -ENODEV when
+    // there is no such channel. The attachment goes with the channel.
+    int attachMask(uint32_t width, uint32_t height, uint32_t pack);
+    // Frees the channel that draws mask pack `pack` for another mask pack.
+    void detachMask(uint32_t pack);
 
     // Back to a fresh process: not initialised, no channels or handles, ids from 0.
     void reset();

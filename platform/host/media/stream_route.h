@@ -24,6 +24,7 @@ struct EncoderRoute {
 struct StreamRoute {
     rts_av_profile profile{};        // the image channel's
     uint32_t overlayPack = kNoPack;  // drawn into every picture
+    uint32_t maskPack = kNoPack;     // drawn into every picture, under the overlay pack
     std::vector<EncoderRoute> encoders;
 };
 

@@ -80,7 +80,7 @@ void VideoStream::produce(const StreamRoute& route) {
     mFrame.resize(route.profile.video.width, route.profile.video.height);
     mFrame.timestampUs = monotonicMicroseconds();
     mPattern.render(mFrameNumber++, video::PictureLook::from(support::imageSettings()), mFrame);
-    if (route.overlayPack != kNoPack) support::drawOverlay(route.overlayPack, mFrame);
+    support::drawOverlay(route.overlayPack, route.maskPack, mFrame);
     for (const EncoderRoute& encoder : route.encoders) {
         uint32_t flags = 0;
         if (encodeFor(encoder, route.profile, &flags) == 0)

@@ -1,7 +1,8 @@
-// Overlay packs: their lifetime and their attachment to OSD channels. What a pack
-// draws is set by the overlay drawing calls.
+// Overlay packs: their lifetime, their attachment to OSD channels and the placing of
+// their items, which the text and image calls make.
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "call_journal.h"
 #include "camera_support.h"
@@ -11,6 +12,7 @@
 
 using host::journaled;
 using host::support::OsdPackState;
+using host::support::OverlayItem;
 using host::support::osdPacks;
 using host::support::validPackSide;
 
@@ -23,6 +25,20 @@ void copyColor(OsdPackState& state, const osd_pack& pack) {
 }
 
 }  // namespace
+
+namespace host::support {
+
+int placeItem(osd_pack* pack, int block, OverlayItem item) {
+    if (!validBlock(block)) return -EINVAL;
+    // The old item is swapped out under the lock and freed after it, so a frame being
+    // drawn never waits for the freeing.
+    return osdPacks().with(pack, [&](uint32_t, OsdPackState& state) {
+        std::swap(state.items[block], item);
+        return 0;
+    });
+}
+
+}  // namespace host::support
 
 extern "C" {
 

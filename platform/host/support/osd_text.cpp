@@ -2,13 +2,11 @@
 // and every picture through the pack's overlay channel gets it drawn in.
 #include <cerrno>
 #include <cstring>
-#include <optional>
 #include <string>
 
 #include "call_journal.h"
 #include "camera_support.h"
 #include "media/journaled.h"
-#include "support/overlay_drawing.h"
 #include "support/packs.h"
 #include "video/text_renderer.h"
 
@@ -16,10 +14,10 @@ using host::journaled;
 using host::support::osdPacks;
 using host::support::OsdPackState;
 using host::support::OverlayItem;
+using host::support::TextItem;
 
 namespace {
 
-constexpr int kMaxBlock = 7;
 constexpr int kMaxTextLength = 256;
 
 // Before any colour is set (all six bytes zero) text is white on a dark box, which
@@ -42,10 +40,10 @@ bool blank(const char* text, int count) {
 // The item the text makes, or none for an empty text and for blanks in the default
 // style: with no box to show, they clear the block.
 int makeTextItem(const osd_pack& pack, uint32_t fontSize, const char* text, int count, int x, int y,
-                 std::optional<OverlayItem>* item) {
+                 OverlayItem* item) {
     bool plain = defaultColours(pack.color);
     if (count == 0 || (plain && blank(text, count))) return 0;
-    OverlayItem made{};
+    TextItem made{};
     int rc = host::video::textRenderer().render(text, static_cast<std::size_t>(count), fontSize,
                                                 &made.mask);
     if (rc != 0) return rc;
@@ -62,22 +60,6 @@ int makeTextItem(const osd_pack& pack, uint32_t fontSize, const char* text, int 
 
 }  // namespace
 
-namespace host::support {
-
-void drawOverlay(uint32_t pack, video::Frame& frame) {
-    osdPacks().withId(pack, [&](OsdPackState& state) {
-        for (const auto& [block, item] : state.items) {
-            if (item.boxed)
-                video::fillRect(frame, item.x, item.y, static_cast<int>(item.mask.width),
-                                static_cast<int>(item.mask.height), item.box);
-            video::blendMask(frame, item.mask, item.x, item.y, item.ink);
-        }
-        return 0;
-    });
-}
-
-}  // namespace host::support
-
 extern "C" {
 
 int set_osd_text(struct osd_pack* pack, const char* text, int count, int x, int y, int block) {
@@ -88,7 +70,7 @@ int set_osd_text(struct osd_pack* pack, const char* text, int count, int x, int 
             return hostctl::args(pack, shown.c_str(), count, x, y, block);
         },
         [=] {
-            if (!text || count < 0 || count > kMaxTextLength || block < 0 || block > kMaxBlock)
+            if (!text || count < 0 || count > kMaxTextLength || !host::support::validBlock(block))
                 return -EINVAL;
             uint32_t fontSize = 0;
             int rc = osdPacks().with(pack, [&](uint32_t, OsdPackState& state) {
@@ -97,15 +79,9 @@ int set_osd_text(struct osd_pack* pack, const char* text, int count, int x, int 
             });
             if (rc != 0) return rc;
             // Rendering takes a while: done outside the pack's lock.
-            std::optional<OverlayItem> item;
+            OverlayItem item;
             if ((rc = makeTextItem(*pack, fontSize, text, count, x, y, &item)) != 0) return rc;
-            return osdPacks().with(pack, [&](uint32_t, OsdPackState& state) {
-                if (item)
-                    state.items[block] = std::move(*item);
-                else
-                    state.items.erase(block);
-                return 0;
-            });
+            return host::support::placeItem(pack, block, std::move(item));
         });
 }
 

@@ -1,5 +1,7 @@
-// What an overlay channel does to each picture passing through it: draws the items of
-// the overlay pack attached to it.
+// What an overlay channel does to each picture passing through it. It composites in a
+// fixed order: first the rectangles of its mask pack, then the items of its overlay
+// pack in block order (0 the timestamp, 1 the logo, 2 the privacy icon as the camera
+// library uses them), so that texts and icons show on a masked picture.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +10,12 @@
 
 namespace host::support {
 
-// Draws pack `pack`'s items into the frame; a pack that is gone draws nothing.
-void drawOverlay(uint32_t pack, video::Frame& frame);
+// The colour of every mask rectangle: opaque mid grey, RGB (128, 128, 128), which is
+// Y = Cb = Cr = 128 in the frame's colour space.
+constexpr uint8_t kMaskGrey = 128;
+
+// Draws mask pack `maskPack`'s rectangles, then overlay pack `osdPack`'s items into the
+// frame; a pack that is gone (or kNoPack) draws nothing. Allocates nothing.
+void drawOverlay(uint32_t osdPack, uint32_t maskPack, video::Frame& frame);
 
 }  // namespace host::support

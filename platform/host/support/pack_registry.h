@@ -20,27 +20,44 @@ public:
     static constexpr std::size_t kMaxPacks = 64;
 
     // -EINVAL for a null record, -EBUSY for one already initialised, -ENOSPC when full.
-    int init(Record* pack, const State& state) {
+    // attach(id) runs under the lock before the record is marked initialised: the pack
+    // lives only if it returns 0, and its code is returned otherwise.
+    template <typename Attach>
+    int init(Record* pack, const State& state, Attach attach) {
         if (!pack) return -EINVAL;
         std::lock_guard<std::mutex> lock(mMutex);
         if (pack->ready != 0) return -EBUSY;
         uint32_t id = mTable.add({pack, state});
         if (id == 0) return -ENOSPC;
+        if (int rc = attach(id); rc != 0) {
+            mTable.remove(id);
+            return rc;
+        }
         writeStamp(pack, {kMarker, id});
         pack->ready = 1;
         return 0;
     }
 
-    // Frees the pack's object and marks the record uninitialised; -EINVAL for a record
-    // that is not an initialised pack.
-    int deinit(Record* pack) {
+    int init(Record* pack, const State& state) {
+        return init(pack, state, [](uint32_t) { return 0; });
+    }
+
+    // Frees the pack's object and marks the record uninitialised, after detach(id) ran
+    // under the lock; -EINVAL for a record that is not an initialised pack.
+    template <typename Detach>
+    int deinit(Record* pack, Detach detach) {
         std::lock_guard<std::mutex> lock(mMutex);
         uint32_t id;
         if (!lookup(pack, &id)) return -EINVAL;
+        detach(id);
         mTable.remove(id);
         writeStamp(pack, {0, 0});
         pack->ready = 0;
         return 0;
+    }
+
+    int deinit(Record* pack) {
+        return deinit(pack, [](uint32_t) {});
     }
 
     // f(id, state) under the registry's lock; -EINVAL for a record that is not an

@@ -1,11 +1,12 @@
 // The support library's process-wide state and its reset.
 #include "host_state.h"
 #include "support/image_settings.h"
+#include "support/osd_images.h"
 #include "support/packs.h"
 
 namespace host::support {
 
-// Both outlive every static destructor, so late calls still find them.
+// They outlive every static destructor, so late calls still find them.
 OsdPacks& osdPacks() {
     static OsdPacks* packs = new OsdPacks;
     return *packs;
@@ -16,6 +17,11 @@ MaskPacks& maskPacks() {
     return *packs;
 }
 
+OsdImages& osdImages() {
+    static OsdImages* images = new OsdImages;
+    return *images;
+}
+
 }  // namespace host::support
 
 namespace hostctl {
@@ -24,6 +30,8 @@ void resetSupport() {
     host::support::resetImageSettings();
     host::support::osdPacks().reset();
     host::support::maskPacks().reset();
+    // Images go too; the handles callers still hold are refused from now on.
+    host::support::osdImages().reset();
 }
 
 }  // namespace hostctl

@@ -8,8 +8,6 @@ namespace module {
 
 namespace {
 
-constexpr uint32_t kMaxDimension = 8192;
-
 // Byte offsets in the file: a 14-byte file header, then an info header of at
 // least 40 bytes, whose larger versions carry the channel masks at the offsets
 // where a 40-byte header with BI_BITFIELDS keeps them after itself.
@@ -81,8 +79,8 @@ bool parseDimensions(const uint8_t* prefix, Layout* layout) {
     const auto width = static_cast<int32_t>(le32(prefix + 18));
     const auto height = static_cast<int64_t>(static_cast<int32_t>(le32(prefix + 22)));
     const int64_t absHeight = height < 0 ? -height : height;
-    if (width <= 0 || static_cast<uint32_t>(width) > kMaxDimension || absHeight == 0 ||
-        absHeight > kMaxDimension)
+    if (width <= 0 || static_cast<uint32_t>(width) > kMaxBitmapSide || absHeight == 0 ||
+        absHeight > kMaxBitmapSide)
         return false;
     layout->width = static_cast<uint32_t>(width);
     layout->height = static_cast<uint32_t>(absHeight);
