@@ -39,7 +39,7 @@ bool onPath(const std::string& program) {
     return false;
 }
 
-int runChild(const std::vector<std::string>& argv, const std::string& outputFile) {
+int startChild(const std::vector<std::string>& argv, const std::string& outputFile) {
     // Built before the fork: the child may not allocate.
     std::vector<char*> args;
     for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
@@ -47,8 +47,13 @@ int runChild(const std::vector<std::string>& argv, const std::string& outputFile
     const char* output = outputFile.empty() ? nullptr : outputFile.c_str();
 
     pid_t pid = fork();
-    if (pid < 0) return -1;
     if (pid == 0) execChild(args.data(), output);
+    return pid < 0 ? -1 : pid;
+}
+
+int runChild(const std::vector<std::string>& argv, const std::string& outputFile) {
+    const pid_t pid = startChild(argv, outputFile);
+    if (pid < 0) return -1;
     int status = 0;
     while (waitpid(pid, &status, 0) < 0) {
         if (errno != EINTR) return -1;
