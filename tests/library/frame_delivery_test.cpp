@@ -101,15 +101,18 @@ TEST_F(FrameDeliveryTest, BuffersWithoutAFrameCallbackAreReceivedAndGivenBack) {
     EXPECT_EQ(putBack[0].result, 0);
 }
 
-TEST_F(FrameDeliveryTest, APassCountsTheFramesOfBothPipes) {
+TEST_F(FrameDeliveryTest, APassCountsTheFramesOfBothPipesInTheirOrder) {
     PipeChannels first = startScriptedPipe(0, h264(), recordFrame);
     PipeChannels second = startScriptedPipe(1, mjpeg(), recordFrame);
-    push(first.enc, {1});
     push(second.jpg, {2});
+    push(first.enc, {1});
     EXPECT_EQ(kq_poll_frame(1000), 2);
     push(second.jpg, {3});
     EXPECT_EQ(kq_poll_frame(1000), 1);
-    EXPECT_EQ(gFrames.size(), 3u);
+    ASSERT_EQ(gFrames.size(), 3u);
+    // Pipe 0 is polled before pipe 1 within a pass, whichever frame came first.
+    EXPECT_EQ(gFrames[0].bytes, std::vector<uint8_t>{1});
+    EXPECT_EQ(gFrames[1].bytes, std::vector<uint8_t>{2});
 }
 
 TEST_F(FrameDeliveryTest, ZeroTimeoutMakesExactlyOnePass) {

@@ -83,7 +83,10 @@ int VideoContext::pollFrames(int timeoutMs) {
     timeval start{};
     gettimeofday(&start, nullptr);
     for (;;) {
-        int n = mVidPipes[0].pollFrame() + mVidPipes[1].pollFrame();
+        // Pipe 0, then pipe 1: two statements, since the operands of one sum may be
+        // evaluated in either order.
+        int n = mVidPipes[0].pollFrame();
+        n += mVidPipes[1].pollFrame();
         timeval now{};
         gettimeofday(&now, nullptr);
         // Held as a signed 32-bit count of microseconds, which wraps after about 35 minutes.
