@@ -107,12 +107,31 @@ KQ_EXPORT void kq_osd_set_position(int channel, int option);
 // A strftime() format; at most 31 characters are kept.
 KQ_EXPORT void kq_osd_set_format(int channel, const char* format);
 
+// The watermark logo: set the logo (a 24- or 32-bit BMP file, 32-bit with alpha) and its
+// position, then switch it on; a new logo or position shows at the next switch-on.
+// kq_watermark_enable draws or erases the logo at once: 0 on success and when the
+// channel is not open, else the failing code (-1 for a missing or incomplete logo, a
+// channel other than 0 or 1 or a library not started).
 KQ_EXPORT int kq_watermark_enable(int channel, int enable);
 KQ_EXPORT void kq_watermark_setup_position(int channel, int option);
+// Accepted and ignored: the logo is drawn with its own alpha.
 KQ_EXPORT void kq_watermark_setup_opaque(int channel, int value);
+// Replaces the channel's logo without drawing it; a file that cannot be loaded is
+// logged and leaves the old logo, a logo that cannot be made leaves none.
 KQ_EXPORT void kq_watermark_setup_logo(int channel, const char* bmp_path);
+// Privacy mode masks the whole picture and centres the icon (if one is set) on it.
+// 0 on success, else the failing code (-1 for a channel that is not open or other than
+// 0 or 1, a library not started, or an icon that could not be drawn; the mask is
+// imposed all the same).
 KQ_EXPORT int kq_enable_privacy_mode(int channel, int enable);
+// Replaces the channel's privacy icon (a 24- or 32-bit BMP file); it shows at the next
+// switch-on. 0, or -1 for a bad channel, a file that cannot be loaded (the old icon
+// stays) or an icon that cannot be made (none is left).
 KQ_EXPORT int kq_privacy_setup_icon(int channel, const char* bmp_path);
+
+// Logos and icons live with the library: they survive kq_close_encoder() and
+// kq_open_encoder(), and go with kq_uninit(). Neither is redrawn when a channel is
+// reopened: switch them on again.
 
 // ---- Image settings ----------------------------------------------------------------------
 

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <cstdio>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,30 @@ inline std::vector<DrawnText> drawnTexts() {
         DrawnText d{e.args.substr(open + 1, close - open - 1), 0, 0, 0, 0};
         std::sscanf(e.args.c_str() + close + 1, ", %d, %d, %d, %d", &d.count, &d.x, &d.y,
                     &d.block);
+        drawn.push_back(d);
+    }
+    return drawn;
+}
+
+// Where a draw_osd_image() call put its image: its last three arguments.
+struct DrawnImage {
+    int x, y, block;
+    bool operator==(const DrawnImage& o) const {
+        return x == o.x && y == o.y && block == o.block;
+    }
+};
+
+inline std::ostream& operator<<(std::ostream& out, const DrawnImage& d) {
+    return out << "(" << d.x << ", " << d.y << ") block " << d.block;
+}
+
+inline std::vector<DrawnImage> drawnImages() {
+    std::vector<DrawnImage> drawn;
+    for (const hostctl::JournalEntry& e : hostctl::calls("draw_osd_image")) {
+        std::size_t at = e.args.size();
+        for (int i = 0; i < 3 && at != std::string::npos && at > 0; ++i) at = e.args.rfind(", ", at - 1);
+        DrawnImage d{-1, -1, -1};
+        if (at != std::string::npos) std::sscanf(e.args.c_str() + at, ", %d, %d, %d", &d.x, &d.y, &d.block);
         drawn.push_back(d);
     }
     return drawn;

@@ -1,9 +1,15 @@
-// The exported overlay functions: the running timestamp of each channel.
+// The exported overlay functions: the running timestamp, the watermark logo and the
+// privacy mode of each channel, with the logo and the icon loaded from bitmap files.
+#include <cstring>
+#include <memory>
+
 #include "kq_api.h"
+#include "module/bitmap.h"
 #include "rts_api_checks.h"
 #include "rts_log.h"
 
 using kq::isValidChannel;
+using kq::kOverlayFailed;
 using kq::startedContext;
 using kq::VideoContext;
 
@@ -14,6 +20,31 @@ namespace {
 VideoContext* overlayContext(const char* function, int channel) {
     if (!isValidChannel(channel)) return nullptr;
     return startedContext(function);
+}
+
+// Loads the bitmap at `path` for `channel` and hands its pixels to
+// `makeImage(context, pixels, info)`, which makes the pipe's image from them; the pixels
+// are freed before this returns. The channel is checked before the file is opened, the
+// library's start only after the file was read. -1 when no image was made.
+template <typename MakeImage>
+int loadImage(const char* function, int channel, const char* path, const char* loadFailure,
+              MakeImage makeImage) {
+    if (static_cast<uint32_t>(channel) >= kq::kChannelCount) {
+        KQ_ERROR("invalid channel: %d", channel);
+        return kOverlayFailed;
+    }
+    module::BmpInfo info;
+    std::memset(&info, 0, sizeof info);
+    std::shared_ptr<module::Buf> bitmap = module::GetPureBitmap(path, &info);
+    if (!bitmap) {
+        KQ_ERROR("%s", loadFailure);
+        return kOverlayFailed;
+    }
+    VideoContext* context = startedContext(function);
+    int r = context ? makeImage(*context, bitmap->Data(), info) : kOverlayFailed;
+    // The image keeps its own copy: the pixels go at once.
+    bitmap->Clear();
+    return r;
 }
 
 }  // namespace
@@ -48,4 +79,42 @@ void kq_osd_set_format(int channel, const char* format) {
         return;
     }
     context->setOsdFormat(channel, format);
+}
+
+int kq_watermark_enable(int channel, int enable) {
+    VideoContext* context = overlayContext(__func__, channel);
+    return context ? context->enableWatermark(channel, enable != 0) : kOverlayFailed;
+}
+
+void kq_watermark_setup_position(int channel, int option) {
+    if (VideoContext* context = overlayContext(__func__, channel))
+        context->setWatermarkPosition(channel, static_cast<uint32_t>(option));
+}
+
+void kq_watermark_setup_opaque(int channel, int value) {
+    if (VideoContext* context = overlayContext(__func__, channel))
+        context->setWatermarkOpaque(channel, value);
+}
+
+void kq_watermark_setup_logo(int channel, const char* bmp_path) {
+    loadImage(__func__, channel, bmp_path, "get logo file failed!",
+              [channel](VideoContext& context, const void* pixels, const module::BmpInfo& info) {
+                  context.setWatermarkImage(channel, pixels, info.width, info.height, info.format,
+                                            info.bits);
+                  return 0;
+              });
+}
+
+int kq_enable_privacy_mode(int channel, int enable) {
+    VideoContext* context = overlayContext(__func__, channel);
+    return context ? context->enablePrivacyMode(channel, enable != 0) : kOverlayFailed;
+}
+
+int kq_privacy_setup_icon(int channel, const char* bmp_path) {
+    return loadImage(__func__, channel, bmp_path, "get icon file failed!",
+                     [channel](VideoContext& context, const void* pixels,
+                               const module::BmpInfo& info) {
+                         return context.setPrivacyIcon(channel, pixels, info.width, info.height,
+                                                       info.format, info.bits);
+                     });
 }

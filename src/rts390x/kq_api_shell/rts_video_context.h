@@ -51,6 +51,25 @@ public:
         mVidPipes[channel].setOsdColor(c1, c2, c3, c4, c5, c6);
     }
 
+    // Watermark logo and privacy mode of a pipe.
+    int enableWatermark(int channel, uint8_t on) { return mVidPipes[channel].enableWatermark(on); }
+    void setWatermarkPosition(int channel, uint32_t option) {
+        mVidPipes[channel].setWatermarkPosition(option);
+    }
+    void setWatermarkImage(int channel, const void* pixels, uint32_t width, uint32_t height,
+                           uint32_t attrWord, uint8_t attrByte) {
+        mVidPipes[channel].setWatermarkImage(pixels, width, height, attrWord, attrByte);
+    }
+    // The logo is always drawn with its own alpha: the opacity is accepted and ignored.
+    void setWatermarkOpaque(int, int) {}
+    int enablePrivacyMode(int channel, uint8_t on) {
+        return mVidPipes[channel].enablePrivacyMode(on);
+    }
+    int setPrivacyIcon(int channel, const void* pixels, uint32_t width, uint32_t height,
+                       uint32_t attrWord, uint8_t attrByte) {
+        return mVidPipes[channel].setPrivacyIcon(pixels, width, height, attrWord, attrByte);
+    }
+
 private:
     VideoPipe mVidPipes[kChannelCount];
 };

@@ -25,10 +25,25 @@ enum SnapshotState : uint32_t {
 constexpr int kSnapshotNotRegistered = -16;
 constexpr int kSnapshotBusy = -74;
 
+// An overlay operation that failed without a platform code: an image that could not be
+// made or is incomplete, a pack that is not ready, an icon larger than the frame.
+constexpr int kOverlayFailed = -1;
+
+// One image the pipe holds in the support library: the watermark logo or the privacy
+// icon. The four fields after the handle are set only with a made image.
+struct OsdImage {
+    osd_image* image = nullptr;
+    uint32_t width = 0;     // pixels
+    uint32_t height = 0;    // pixels
+    uint32_t attrWord = 0;  // the bitmap's format, passed through
+    uint32_t attrByte = 0;  // the bitmap's 8-bit attribute, passed through
+};
+
 class VideoPipe {
 public:
     VideoPipe();
-    ~VideoPipe() = default;
+    // Frees the logo and the icon; erases nothing and leaves the packs alone.
+    ~VideoPipe();
     VideoPipe(const VideoPipe&) = delete;
     VideoPipe& operator=(const VideoPipe&) = delete;
 
@@ -73,6 +88,22 @@ public:
     void setOsdPosition(uint32_t option) { mTimestampPos = option; }
     void setOsdColor(uint8_t c1, uint8_t c2, uint8_t c3, uint8_t c4, uint8_t c5, uint8_t c6);
 
+    // The watermark logo. A new image or position shows at the next enableWatermark(1);
+    // the images outlive a close and reopen of the graph.
+    void setWatermarkPosition(uint32_t option) { mWatermarkPos = option; }
+    void setWatermarkImage(const void* pixels, uint32_t width, uint32_t height, uint32_t attrWord,
+                           uint8_t attrByte);
+    void destroyWatermarkImage();
+    // Draws (1) or erases (0) the logo now; 0 also when the OSD is not ready.
+    int enableWatermark(uint8_t on);
+
+    // The privacy mode: the whole frame masked, with the icon centred on it.
+    // setPrivacyIcon: 0, or -1 when the image cannot be made.
+    int setPrivacyIcon(const void* pixels, uint32_t width, uint32_t height, uint32_t attrWord,
+                       uint8_t attrByte);
+    void destroyPrivacyIcon();
+    int enablePrivacyMode(uint8_t on) { return on ? imposePrivacyMask() : removePrivacyMask(); }
+
 private:
     int createChannels();
     int enableChannels();
@@ -89,11 +120,21 @@ private:
     void updateTimestamp();
     // With mOsdMutex held.
     void eraseTimestamp();
+    // Sets (x, y) for an item of that size by one of the seven position options; false,
+    // and nothing set, for an unknown option.
+    bool placeItem(uint32_t option, int32_t itemWidth, int32_t itemHeight, int32_t* x,
+                   int32_t* y) const;
     void calcTimestampPosition(uint32_t length);
     void setOsdText(const char* text, uint32_t length, int32_t x, int32_t y, int32_t block);
     // Expands the format for time `now`; the text's length, or 0 when it does not fit.
     // With mOsdMutex held.
     std::size_t formatTimestamp(time_t now, char (&text)[25]);
+
+    void calcWatermarkPosition(uint32_t width, uint32_t height);
+    int imposePrivacyMask();
+    int removePrivacyMask();
+    // Draws the icon centred; 0, or the failure, already logged.
+    int drawPrivacyIcon();
 
     bool osdReady() const { return mOsdPack.ready != 0; }
     bool maskReady() const { return mMaskPack.ready != 0; }
@@ -131,16 +172,29 @@ private:
     uint8_t mTimestampDrawn = 0;
     char mTimeFormat[32] = "%Y-%m-%d %H:%M:%S";
     std::atomic<uint32_t> mTimestampPos{0};
-    int32_t mTimestampBlock = 0;
+    const int32_t mTimestampBlock = 0;
     int32_t mTimestampX = 5;
     int32_t mTimestampY = 5;
     time_t mLastTime;
-    // Guards the format and the colour bytes: a refresh never reads a half-written
-    // format, and the support library never reads half-written colours.
+    // Serialises every call into the OSD pack between the application's thread (logo,
+    // icon) and the polling thread (timestamp), and guards the format and the colour
+    // bytes: a refresh never reads a half-written format, and the support library
+    // never reads half-written colours.
     std::mutex mOsdMutex;
     // The format whose expansion was found too long, reported once.
     bool mFormatRejected = false;
+
+    OsdImage mWatermark;
+    uint32_t mWatermarkPos = 0;
+    const int32_t mWatermarkBlock = 1;
+    int32_t mWatermarkX = 5;
+    int32_t mWatermarkY = 5;
     mask_pack mMaskPack{};
+    OsdImage mPrivacyIcon;
+    const int32_t mPrivacyMaskIndex = 1;
+    const int32_t mPrivacyIconBlock = 2;
+    uint32_t mPrivacyIconX = 0;
+    uint32_t mPrivacyIconY = 0;
 };
 
 }  // namespace kq

@@ -1,5 +1,5 @@
-// The pipe's overlay (OSD) pack and privacy mask pack, and the running timestamp drawn
-// through the OSD pack.
+// The pipe's overlay (OSD) pack and privacy mask pack; the running timestamp, the
+// watermark logo and the privacy icon drawn through the OSD pack, and the privacy mask.
 #include <cstring>
 
 #include "rts_log.h"
@@ -22,6 +22,27 @@ uint32_t fontSizeForWidth(uint32_t width) {
 }
 
 }  // namespace
+
+// The seven placements of the timestamp and the logo, 5 pixels from the edges; an
+// unknown option leaves the position as it was.
+bool VideoPipe::placeItem(uint32_t option, int32_t itemWidth, int32_t itemHeight, int32_t* x,
+                          int32_t* y) const {
+    const int32_t width = static_cast<int32_t>(frameWidth());
+    const int32_t height = static_cast<int32_t>(frameHeight());
+    const int32_t right = width - kMargin - itemWidth;
+    const int32_t bottom = height - kMargin - itemHeight;
+    const int32_t centre = (width - itemWidth) / 2;
+    switch (option) {
+    case KQ_POS_TOP_LEFT:
+    case KQ_POS_TOP_LEFT_ALT: *x = kMargin, *y = kMargin; return true;
+    case KQ_POS_BOTTOM_LEFT: *x = kMargin, *y = bottom; return true;
+    case KQ_POS_TOP_RIGHT: *x = right, *y = kMargin; return true;
+    case KQ_POS_BOTTOM_RIGHT: *x = right, *y = bottom; return true;
+    case KQ_POS_TOP_CENTER: *x = centre, *y = kMargin; return true;
+    case KQ_POS_BOTTOM_CENTER: *x = centre, *y = bottom; return true;
+    default: return false;
+    }
+}
 
 int VideoPipe::initOsdPack() {
     mFontSize = fontSizeForWidth(frameWidth());
@@ -71,25 +92,9 @@ void VideoPipe::setOsdColor(uint8_t c1, uint8_t c2, uint8_t c3, uint8_t c4, uint
 void VideoPipe::calcTimestampPosition(uint32_t length) {
     const int32_t font = static_cast<int32_t>(mFontSize);
     const int32_t textWidth = font / 2 * static_cast<int32_t>(length);
-    const int32_t width = static_cast<int32_t>(frameWidth());
-    const int32_t height = static_cast<int32_t>(frameHeight());
     const uint32_t option = mTimestampPos;
-    switch (option) {
-    case KQ_POS_TOP_LEFT:
-    case KQ_POS_TOP_LEFT_ALT: mTimestampX = kMargin, mTimestampY = kMargin; break;
-    case KQ_POS_BOTTOM_LEFT: mTimestampX = kMargin, mTimestampY = height - kMargin - font; break;
-    case KQ_POS_TOP_RIGHT: mTimestampX = width - kMargin - textWidth, mTimestampY = kMargin; break;
-    case KQ_POS_BOTTOM_RIGHT:
-        mTimestampX = width - kMargin - textWidth, mTimestampY = height - kMargin - font;
-        break;
-    case KQ_POS_TOP_CENTER: mTimestampX = (width - textWidth) / 2, mTimestampY = kMargin; break;
-    case KQ_POS_BOTTOM_CENTER:
-        mTimestampX = (width - textWidth) / 2, mTimestampY = height - kMargin - font;
-        break;
-    default:
+    if (!placeItem(option, textWidth, font, &mTimestampX, &mTimestampY))
         KQ_WARNING("%s, unknown option: %d", "calcTimestampPosition", static_cast<int>(option));
-        break;
-    }
 }
 
 // Trims the text to what fits left of the frame's right edge, then draws it.
@@ -152,6 +157,150 @@ void VideoPipe::eraseTimestamp() {
     std::memset(blanks, ' ', kTimestampChars);
     setOsdText(blanks, kTimestampChars, mTimestampX, mTimestampY, mTimestampBlock);
     mTimestampDrawn = 0;
+}
+
+// ---- Watermark logo and privacy mask ----------------------------------------------------
+
+namespace {
+
+// Makes the record's image from the pixels; 0, or -1 (record left empty) when the
+// support library refuses.
+int createImage(OsdImage& record, const void* pixels, uint32_t width, uint32_t height,
+                uint32_t attrWord, uint8_t attrByte) {
+    record.image = create_osd_image(pixels, width, height, attrWord, attrByte);
+    if (!record.image) return kOverlayFailed;
+    record.width = width;
+    record.height = height;
+    record.attrWord = attrWord;
+    record.attrByte = attrByte;
+    return 0;
+}
+
+// The support library frees the image and clears the handle.
+void destroyImage(OsdImage& record) {
+    record.width = 0;
+    record.height = 0;
+    record.attrWord = 0;
+    record.attrByte = 0;
+    destroy_osd_image(&record.image);
+}
+
+bool complete(const OsdImage& record) {
+    return record.image && record.width && record.height && record.attrWord && record.attrByte;
+}
+
+}  // namespace
+
+VideoPipe::~VideoPipe() {
+    if (mWatermark.image) destroyWatermarkImage();
+    if (mPrivacyIcon.image) destroyPrivacyIcon();
+}
+
+void VideoPipe::setWatermarkImage(const void* pixels, uint32_t width, uint32_t height,
+                                  uint32_t attrWord, uint8_t attrByte) {
+    if (mWatermark.image) destroyWatermarkImage();
+    if (createImage(mWatermark, pixels, width, height, attrWord, attrByte) != 0)
+        KQ_WARNING("set watermark image fail");
+}
+
+void VideoPipe::destroyWatermarkImage() { destroyImage(mWatermark); }
+
+int VideoPipe::setPrivacyIcon(const void* pixels, uint32_t width, uint32_t height,
+                              uint32_t attrWord, uint8_t attrByte) {
+    if (mPrivacyIcon.image) destroyPrivacyIcon();
+    int r = createImage(mPrivacyIcon, pixels, width, height, attrWord, attrByte);
+    if (r != 0) KQ_WARNING("set privacy icon fail");
+    return r;
+}
+
+void VideoPipe::destroyPrivacyIcon() { destroyImage(mPrivacyIcon); }
+
+void VideoPipe::calcWatermarkPosition(uint32_t width, uint32_t height) {
+    const uint32_t option = mWatermarkPos;
+    if (!placeItem(option, static_cast<int32_t>(width), static_cast<int32_t>(height), &mWatermarkX,
+                   &mWatermarkY))
+        KQ_WARNING("%s, unknown option: %d", "calcWatermarkPosition", static_cast<int>(option));
+}
+
+int VideoPipe::enableWatermark(uint8_t on) {
+    if (!osdReady()) return 0;
+    std::lock_guard<std::mutex> lock(mOsdMutex);
+    if (!on) {
+        // Sent whether or not a logo was ever drawn: the block is simply left empty.
+        int r = erase_osd_image(&mOsdPack, mWatermarkBlock);
+        if (r != 0) KQ_PLATFORM_WARNING("erase osd image fail, ret = %d, %s", r);
+        return r;
+    }
+    if (!complete(mWatermark)) {
+        KQ_WARNING("bad watermark image");
+        return kOverlayFailed;
+    }
+    calcWatermarkPosition(mWatermark.width, mWatermark.height);
+    int r = draw_osd_image(&mOsdPack, mWatermark.image, mWatermark.width, mWatermark.height,
+                           mWatermark.attrWord, static_cast<uint8_t>(mWatermark.attrByte),
+                           mWatermarkX, mWatermarkY, mWatermarkBlock);
+    if (r != 0) KQ_PLATFORM_WARNING("draw osd image fail, ret = %d, %s", r);
+    return r;
+}
+
+// The icon first, then the mask; neither failure stops the other step. The result is
+// the mask's failure, else the icon's.
+int VideoPipe::imposePrivacyMask() {
+    if (!maskReady()) {
+        KQ_WARNING("impose privacy mask fail, mask not ready!");
+        return kOverlayFailed;
+    }
+    int iconResult = mPrivacyIcon.image ? drawPrivacyIcon() : 0;
+    int r = enable_rect_mask(&mMaskPack, mPrivacyMaskIndex, frameWidth(), frameHeight(), 0, 0);
+    if (r != 0) {
+        KQ_PLATFORM_WARNING("enable rect mask fail, ret = %d, %s", r);
+        return r;
+    }
+    return iconResult;
+}
+
+int VideoPipe::drawPrivacyIcon() {
+    if (!osdReady()) {
+        KQ_WARNING("draw privacy icon fail, OSD not ready!");
+        return kOverlayFailed;
+    }
+    const uint32_t width = frameWidth();
+    const uint32_t height = frameHeight();
+    // Centring would wrap around: such an icon is not drawn at all.
+    if (mPrivacyIcon.width > width || mPrivacyIcon.height > height) {
+        KQ_WARNING("draw privacy icon fail, icon %ux%u larger than the frame %ux%u",
+                   mPrivacyIcon.width, mPrivacyIcon.height, width, height);
+        return kOverlayFailed;
+    }
+    mPrivacyIconX = (width - mPrivacyIcon.width) >> 1;
+    mPrivacyIconY = (height - mPrivacyIcon.height) >> 1;
+    std::lock_guard<std::mutex> lock(mOsdMutex);
+    int r = draw_osd_image(&mOsdPack, mPrivacyIcon.image, mPrivacyIcon.width, mPrivacyIcon.height,
+                           mPrivacyIcon.attrWord, static_cast<uint8_t>(mPrivacyIcon.attrByte),
+                           static_cast<int>(mPrivacyIconX), static_cast<int>(mPrivacyIconY),
+                           mPrivacyIconBlock);
+    if (r != 0) KQ_PLATFORM_WARNING("draw privacy icon fail, ret = %d, %s", r);
+    return r;
+}
+
+// The icon's erase, then the mask's; the erase is sent even when privacy was never on.
+int VideoPipe::removePrivacyMask() {
+    if (!maskReady()) {
+        KQ_WARNING("impose privacy mask fail, mask not ready!");
+        return kOverlayFailed;
+    }
+    int iconResult = 0;
+    if (mPrivacyIcon.image && osdReady()) {
+        std::lock_guard<std::mutex> lock(mOsdMutex);
+        iconResult = erase_osd_image(&mOsdPack, mPrivacyIconBlock);
+        if (iconResult != 0) KQ_PLATFORM_WARNING("erase privacy icon fail, ret = %d, %s", iconResult);
+    }
+    int r = disable_mask(&mMaskPack, mPrivacyMaskIndex);
+    if (r != 0) {
+        KQ_PLATFORM_WARNING("disable mask fail, ret = %d, %s", r);
+        return r;
+    }
+    return iconResult;
 }
 
 }  // namespace kq

@@ -1,0 +1,362 @@
+// The watermark logo and the privacy mode as the library hands them to the support
+// library: images made from bitmap files, placed, drawn, erased and freed; the mask
+// switched with the icon; and every refusal on the way.
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "library/bitmap_file.h"
+#include "library/library_fixture.h"
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+constexpr int kInjected = -5;
+const std::string kInjectedText = "-5, Input/output error";
+
+// Everything after the pack's address, of every call of `function`.
+std::vector<std::string> packCalls(const std::string& function) {
+    std::vector<std::string> out;
+    for (const hostctl::JournalEntry& e : hostctl::calls(function))
+        out.push_back(e.args.substr(e.args.find(", ") + 2));
+    return out;
+}
+
+class OverlayImageTest : public LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        char folder[] = "/tmp/kq-images-XXXXXX";
+        ASSERT_NE(mkdtemp(folder), nullptr);
+        mFolder = folder;
+        writeBitmapFile(mLogo = mFolder + "/logo.bmp", 200, 100, 32);
+        writeBitmapFile(mIcon = mFolder + "/icon.bmp", 320, 240, 24);
+        writeBitmapFile(mSmallIcon = mFolder + "/small.bmp", 64, 48, 24);
+        startLibrary();
+    }
+
+    void TearDown() override {
+        LibraryTest::TearDown();
+        for (const char* name : {"logo.bmp", "icon.bmp", "small.bmp", "big.bmp"})
+            std::remove((mFolder + "/" + name).c_str());
+        rmdir(mFolder.c_str());
+    }
+
+    // Opens `channel` and forgets what opening journaled and logged.
+    void open(int channel, const kq_encoder_param& param) {
+        openPipe(channel, param);
+        forgetHistory();
+    }
+
+    std::string mFolder, mLogo, mIcon, mSmallIcon;
+};
+
+struct LogoPlacement {
+    int option;
+    DrawnImage at;
+};
+
+class LogoPlacementTest : public OverlayImageTest,
+                          public ::testing::WithParamInterface<LogoPlacement> {};
+
+TEST_P(LogoPlacementTest, TwoHundredByOneHundredOnFullHd) {
+    open(0, h264(1920, 1080));
+    kq_watermark_setup_logo(0, mLogo.c_str());
+    kq_watermark_setup_position(0, GetParam().option);
+    EXPECT_EQ(kq_watermark_enable(0, 1), 0);
+    EXPECT_THAT(drawnImages(), ElementsAre(GetParam().at));
+    EXPECT_THAT(logTexts(), IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Options, LogoPlacementTest,
+                         ::testing::Values(LogoPlacement{KQ_POS_TOP_LEFT_ALT, {5, 5, 1}},
+                                           LogoPlacement{KQ_POS_BOTTOM_LEFT, {5, 975, 1}},
+                                           LogoPlacement{KQ_POS_TOP_RIGHT, {1715, 5, 1}},
+                                           LogoPlacement{KQ_POS_BOTTOM_RIGHT, {1715, 975, 1}},
+                                           LogoPlacement{KQ_POS_TOP_CENTER, {860, 5, 1}},
+                                           LogoPlacement{KQ_POS_BOTTOM_CENTER, {860, 975, 1}}));
+
+TEST_F(OverlayImageTest, LogoIsDrawnOnlyWhenSwitchedOnAndKeepsItsPlaceAcrossAReopen) {
+    // A logo set before the channel exists is drawn once it does.
+    kq_watermark_setup_logo(0, mLogo.c_str());
+    EXPECT_THAT(callNames(), ElementsAre("create_osd_image"));
+    open(0, h264(1920, 1080));
+    EXPECT_EQ(kq_watermark_enable(0, 5), 0) << "any non-zero switches it on";
+    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{5, 5, 1}));
+
+    // A new position shows at the next switch-on; an unknown one keeps the old place.
+    kq_watermark_setup_position(0, KQ_POS_BOTTOM_RIGHT);
+    EXPECT_EQ(drawnImages().size(), 1u);
+    EXPECT_EQ(kq_watermark_enable(0, 1), 0);
+    kq_watermark_setup_position(0, 7);
+    EXPECT_EQ(kq_watermark_enable(0, 1), 0);
+    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{5, 5, 1}, DrawnImage{1715, 975, 1}, DrawnImage{1715, 975, 1}));
+    EXPECT_THAT(logTexts(), ElementsAre("calcWatermarkPosition, unknown option: 7"));
+
+    // Reopening redraws nothing, and the same image is drawn when switched on again.
+    kq_close_encoder(0);
+    openPipe(0, h264(1280, 720));
+    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("create_osd_image")));
+    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("draw_osd_image")));
+    forgetHistory();
+    kq_watermark_setup_position(0, KQ_POS_TOP_RIGHT);
+    EXPECT_EQ(kq_watermark_enable(0, 1), 0);
+    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{1075, 5, 1}));
+}
+
+TEST_F(OverlayImageTest, ASecondLogoReplacesTheFirstAndAFailedOneLeavesNone) {
+    open(0, h264(1920, 1080));
+    kq_watermark_setup_logo(0, mLogo.c_str());
+    forgetHistory();
+    kq_watermark_setup_logo(0, mLogo.c_str());
+    EXPECT_THAT(callNames(), ElementsAre("destroy_osd_image", "create_osd_image"))
+        << "the old handle goes first, and nothing is drawn or erased";
+
+    forgetHistory();
+    hostctl::failCall("create_osd_image", 1, -12);
+    kq_watermark_setup_logo(0, mLogo.c_str());
+    EXPECT_THAT(callNames(), ElementsAre("destroy_osd_image", "create_osd_image"));
+    hostctl::LogRecord record;
+    ASSERT_TRUE(findLog("set watermark image fail", &record));
+    EXPECT_EQ(record.level, 3u);
+
+    forgetHistory();
+    EXPECT_EQ(kq_watermark_enable(0, 1), -1);
+    EXPECT_THAT(logTexts(), ElementsAre("bad watermark image"));
+    EXPECT_THAT(callNames(), IsEmpty());
+    // No second destroy of the failed logo when the library stops.
+    kq_uninit();
+    EXPECT_THAT(hostctl::calls("destroy_osd_image"), IsEmpty());
+}
+
+TEST_F(OverlayImageTest, WatermarkSwitchWithoutLogoOrOverlay) {
+    // Channels never built: nothing drawn, nothing said.
+    EXPECT_EQ(kq_watermark_enable(1, 1), 0);
+    EXPECT_EQ(kq_watermark_enable(1, 0), 0);
+    EXPECT_THAT(logTexts(), IsEmpty());
+    EXPECT_THAT(callNames(), IsEmpty());
+
+    open(1, mjpeg());
+    EXPECT_EQ(kq_watermark_enable(1, 1), -1);
+    hostctl::LogRecord record;
+    ASSERT_TRUE(findLog("bad watermark image", &record));
+    EXPECT_EQ(record.level, 3u);
+    EXPECT_THAT(callNames(), IsEmpty());
+    // Switching off erases the logo's block whether or not a logo was drawn.
+    EXPECT_EQ(kq_watermark_enable(1, 0), 0);
+    EXPECT_THAT(packCalls("erase_osd_image"), ElementsAre("1"));
+}
+
+TEST_F(OverlayImageTest, FailedDrawingAndErasingAreLoggedAndReturned) {
+    open(0, h264(1920, 1080));
+    kq_watermark_setup_logo(0, mLogo.c_str());
+    hostctl::failCall("draw_osd_image", 1, kInjected);
+    hostctl::failCall("erase_osd_image", 1, kInjected);
+    EXPECT_EQ(kq_watermark_enable(0, 1), kInjected);
+    EXPECT_EQ(kq_watermark_enable(0, 0), kInjected);
+    EXPECT_THAT(logTexts(), ElementsAre("draw osd image fail, ret = " + kInjectedText,
+                                        "erase osd image fail, ret = " + kInjectedText));
+}
+
+TEST_F(OverlayImageTest, PrivacyDrawsTheIconCentredThenMasksTheWholeFrame) {
+    open(0, h264(1280, 720));
+    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), 0);
+    EXPECT_THAT(callNames(), ElementsAre("draw_osd_image", "enable_rect_mask"));
+    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{480, 240, 2}));
+    EXPECT_THAT(packCalls("enable_rect_mask"), ElementsAre("1, 1280, 720, 0, 0"));
+
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(0, 0), 0);
+    EXPECT_THAT(callNames(), ElementsAre("erase_osd_image", "disable_mask"));
+    EXPECT_THAT(packCalls("erase_osd_image"), ElementsAre("2"));
+    EXPECT_THAT(packCalls("disable_mask"), ElementsAre("1"));
+    EXPECT_THAT(logTexts(), IsEmpty());
+}
+
+TEST_F(OverlayImageTest, PrivacyWithoutIconOnlySwitchesTheMaskEvenWhenNeverOn) {
+    open(1, mjpeg(640, 360));
+    EXPECT_EQ(kq_enable_privacy_mode(1, 0), 0);
+    EXPECT_THAT(callNames(), ElementsAre("disable_mask"));
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(1, 3), 0);
+    EXPECT_THAT(callNames(), ElementsAre("enable_rect_mask"));
+    EXPECT_THAT(packCalls("enable_rect_mask"), ElementsAre("1, 640, 360, 0, 0"));
+
+    // With an icon, switching off erases it even though it was never drawn.
+    ASSERT_EQ(kq_privacy_setup_icon(1, mIcon.c_str()), 0);
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(1, 0), 0);
+    EXPECT_THAT(callNames(), ElementsAre("erase_osd_image", "disable_mask"));
+}
+
+TEST_F(OverlayImageTest, PrivacyWithoutAMaskPackDoesNothingEitherWay) {
+    hostctl::failCall("init_mask_pack", 1, kInjected);
+    open(0, h264(1280, 720));
+    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), -1);
+    EXPECT_EQ(kq_enable_privacy_mode(0, 0), -1);
+    EXPECT_THAT(logTexts(), ElementsAre("impose privacy mask fail, mask not ready!",
+                                        "impose privacy mask fail, mask not ready!"));
+    EXPECT_THAT(callNames(), IsEmpty());
+}
+
+TEST_F(OverlayImageTest, IconThatCannotBeShownStillLeavesTheFrameMasked) {
+    // Without an OSD pack the icon is reported missing on the way in, passed over
+    // silently on the way out.
+    hostctl::failCall("init_osd_pack", 1, kInjected);
+    open(0, h264(1280, 720));
+    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), -1);
+    EXPECT_THAT(logTexts(), ElementsAre("draw privacy icon fail, OSD not ready!"));
+    EXPECT_THAT(callNames(), ElementsAre("enable_rect_mask"));
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(0, 0), 0);
+    EXPECT_THAT(logTexts(), IsEmpty());
+    EXPECT_THAT(callNames(), ElementsAre("disable_mask"));
+    kq_close_encoder(0);
+
+    // An icon larger than the frame would be centred off the frame: not drawn.
+    writeBitmapFile(mFolder + "/big.bmp", 1300, 700, 24);
+    open(0, h264(1280, 720));
+    ASSERT_EQ(kq_privacy_setup_icon(0, (mFolder + "/big.bmp").c_str()), 0);
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), -1);
+    EXPECT_THAT(logTexts(),
+                ElementsAre("draw privacy icon fail, icon 1300x700 larger than the frame 1280x720"));
+    EXPECT_THAT(callNames(), ElementsAre("enable_rect_mask"));
+
+    // A refused drawing does not stop the mask either.
+    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
+    forgetHistory();
+    hostctl::failCall("draw_osd_image", 1, kInjected);
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), kInjected);
+    EXPECT_THAT(logTexts(), ElementsAre("draw privacy icon fail, ret = " + kInjectedText));
+    EXPECT_THAT(callNames(), ElementsAre("draw_osd_image", "enable_rect_mask"));
+}
+
+TEST_F(OverlayImageTest, MaskFailuresAreLoggedAndReturnedAfterTheIconStep) {
+    open(0, h264(1280, 720));
+    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
+    forgetHistory();
+    hostctl::failCall("enable_rect_mask", 1, kInjected);
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), kInjected);
+    EXPECT_THAT(callNames(), ElementsAre("draw_osd_image", "enable_rect_mask"))
+        << "the icon stays drawn without the mask";
+    hostctl::failCall("erase_osd_image", 1, kInjected);
+    hostctl::failCall("disable_mask", 1, kInjected);
+    EXPECT_EQ(kq_enable_privacy_mode(0, 0), kInjected);
+    EXPECT_THAT(logTexts(), ElementsAre("enable rect mask fail, ret = " + kInjectedText,
+                                        "erase privacy icon fail, ret = " + kInjectedText,
+                                        "disable mask fail, ret = " + kInjectedText));
+    EXPECT_EQ(hostctl::calls("disable_mask").size(), 1u) << "a failed erase does not stop the lift";
+}
+
+TEST_F(OverlayImageTest, LoadersCheckTheChannelBeforeTheFileAndKeepTheOldIconOnAMissingFile) {
+    // A missing file: the channel test must come first, or the file's failure would show.
+    const std::string missing = mFolder + "/missing.bmp";
+    EXPECT_EQ(kq_privacy_setup_icon(2, missing.c_str()), -1);
+    EXPECT_EQ(kq_privacy_setup_icon(-1, missing.c_str()), -1);
+    kq_watermark_setup_logo(2, missing.c_str());
+    EXPECT_THAT(logTexts(),
+                ElementsAre("invalid channel: 2", "invalid channel: -1", "invalid channel: 2"));
+    hostctl::LogRecord record;
+    ASSERT_TRUE(findLog("invalid channel: -1", &record));
+    EXPECT_EQ(record.level, 4u);
+    EXPECT_EQ(record.file, "src/rts390x/kq_api_shell/rts_api_osd.cpp");
+
+    open(0, h264(1280, 720));
+    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
+    forgetHistory();
+    EXPECT_EQ(kq_privacy_setup_icon(0, missing.c_str()), -1);
+    kq_watermark_setup_logo(0, nullptr);
+    EXPECT_THAT(logTexts(), ElementsAre("get icon file failed!", "get logo file failed!"));
+    EXPECT_THAT(callNames(), IsEmpty());
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), 0);
+    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{480, 240, 2})) << "the old icon is still there";
+
+    // An icon that cannot be made leaves none: privacy then only masks.
+    hostctl::failCall("create_osd_image", 1, -12);
+    EXPECT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), -1);
+    EXPECT_TRUE(findLog("set privacy icon fail"));
+    forgetHistory();
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), 0);
+    EXPECT_THAT(callNames(), ElementsAre("enable_rect_mask"));
+}
+
+TEST_F(OverlayImageTest, CallsOutsideTheTwoChannelsOrBeforeStartTouchNothing) {
+    EXPECT_EQ(kq_watermark_enable(2, 1), -1);
+    kq_watermark_setup_position(-1, 3);
+    kq_watermark_setup_opaque(7, 50);
+    EXPECT_EQ(kq_enable_privacy_mode(2, 1), -1);
+    EXPECT_THAT(logTexts(), ElementsAre("given ch[2] not vaild!", "given ch[-1] not vaild!",
+                                        "given ch[7] not vaild!", "given ch[2] not vaild!"));
+    EXPECT_THAT(callNames(), IsEmpty());
+
+    // The opacity is accepted and ignored on a valid channel.
+    forgetHistory();
+    kq_watermark_setup_opaque(0, 50);
+    EXPECT_THAT(logTexts(), IsEmpty());
+    EXPECT_THAT(callNames(), IsEmpty());
+
+    kq_uninit();
+    forgetHistory();
+    EXPECT_EQ(kq_watermark_enable(0, 1), -1);
+    EXPECT_EQ(kq_enable_privacy_mode(0, 1), -1);
+    // The loader reads the file first, then finds no library to give it to.
+    EXPECT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), -1);
+    EXPECT_THAT(logTexts(),
+                ElementsAre("kq_watermark_enable: library not started, kq_init_kq first",
+                            "kq_enable_privacy_mode: library not started, kq_init_kq first",
+                            "kq_privacy_setup_icon: library not started, kq_init_kq first"));
+    EXPECT_THAT(callNames(), IsEmpty());
+}
+
+TEST_F(OverlayImageTest, StoppingTheLibraryFreesEveryImage) {
+    for (int ch : {0, 1}) {
+        kq_watermark_setup_logo(ch, mLogo.c_str());
+        ASSERT_EQ(kq_privacy_setup_icon(ch, mIcon.c_str()), 0);
+    }
+    forgetHistory();
+    kq_uninit();
+    EXPECT_THAT(callNames(), ElementsAre("rts_av_release", "destroy_osd_image", "destroy_osd_image",
+                                         "destroy_osd_image", "destroy_osd_image"));
+}
+
+// Switching the logo and privacy mode from one thread while another polls both
+// channels' frames (and so redraws their timestamps): ThreadSanitizer watches it in CI.
+TEST_F(OverlayImageTest, OverlaysSwitchWhileAnotherThreadPolls) {
+    hostctl::setJournalEnabled(false);
+    for (int ch : {0, 1}) {
+        openPipe(ch, ch == 0 ? h264(320, 240, 30) : mjpeg(320, 240, 30));
+        kq_watermark_setup_logo(ch, mLogo.c_str());
+        ASSERT_EQ(kq_privacy_setup_icon(ch, mSmallIcon.c_str()), 0);
+        kq_enable_osd(ch, 1);
+        ASSERT_EQ(kq_start_encoder(ch), KQ_OK);
+    }
+    std::atomic<bool> switching{true};
+    std::atomic<int> failures{0};
+    std::thread switcher([&] {
+        for (int round = 0; round < 60; ++round) {
+            for (int ch : {0, 1}) {
+                failures += kq_watermark_enable(ch, round % 2) != 0;
+                failures += kq_enable_privacy_mode(ch, round % 3 == 0) != 0;
+            }
+            usleep(5000);
+        }
+        switching = false;
+    });
+    int frames = 0;
+    while (switching) frames += kq_poll_frame(20);
+    switcher.join();
+    EXPECT_EQ(failures, 0);
+    EXPECT_GT(frames, 0);
+}
+
+}  // namespace
