@@ -1,9 +1,10 @@
 // kq-demo: a small camera application on libkq_api, run on the host platform.
 //
 // It streams channel 0 as H.264 and channel 1 as MJPEG with the running timestamp on
-// both, takes a snapshot of each channel every few seconds, and writes everything into
-// one folder: ch0.h264, ch1.mjpeg and the snapshot JPEGs. A progress line shows what
-// arrives; at the end a table lists the files and the log records by level.
+// both, a watermark logo on channel 0 and privacy mode on channel 1 for the middle third
+// of the run, takes a snapshot of each channel every few seconds, and writes everything
+// into one folder: ch0.h264, ch1.mjpeg and the snapshot JPEGs. A progress line shows
+// what arrives; at the end a table lists the files and the log records by level.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -53,6 +54,25 @@ bool startChannel(int channel, uint32_t encType, const StreamOptions& stream,
     return r == KQ_OK;
 }
 
+// Channel 0 shows the logo at the bottom right from the start; channel 1 gets the icon
+// that its privacy mode shows once switched on.
+void setUpOverlays(const Options& options) {
+    kq_watermark_setup_logo(0, options.logo.c_str());
+    kq_watermark_setup_position(0, KQ_POS_BOTTOM_RIGHT);
+    int r = kq_watermark_enable(0, 1);
+    std::printf("watermark: %s on channel 0, bottom right%s\n", options.logo.c_str(),
+                r == 0 ? "" : " (not shown, see the log)");
+    r = kq_privacy_setup_icon(1, options.icon.c_str());
+    std::printf("privacy icon: %s for channel 1, whose privacy mode is on for the middle third%s\n",
+                options.icon.c_str(), r == 0 ? "" : " (no icon, see the log)");
+}
+
+void switchPrivacy(bool on, double seconds) {
+    int r = kq_enable_privacy_mode(1, on);
+    std::printf("%s%5.1f s  privacy mode of channel 1 %s%s\n", isatty(STDOUT_FILENO) ? "\r" : "",
+                seconds, on ? "on" : "off", r == 0 ? "" : " (with a failure, see the log)");
+}
+
 double megabits(uint64_t bytes, double seconds) {
     return seconds > 0 ? bytes * 8.0 / seconds / 1e6 : 0.0;
 }
@@ -69,17 +89,36 @@ void printProgress(double seconds, const StreamFile (&files)[2], bool final) {
     std::fflush(stdout);
 }
 
-// Polls until the run time is over, asking for snapshots on the way.
+// Polls until the run time is over, asking for snapshots and switching channel 1's
+// privacy mode on a third into the run and off at two thirds.
 void run(const Options& options, const StreamFile (&files)[2]) {
     const auto start = Clock::now();
     const auto end = start + std::chrono::seconds(options.seconds);
+    const auto privacyFrom = start + (end - start) / 3;
+    const auto privacyUntil = start + (end - start) * 2 / 3;
     auto nextSnapshot = start + std::chrono::seconds(options.snapshotEvery);
     auto nextProgress = start + std::chrono::seconds(1);
     bool settingsChanged = false;
+    enum { Before, On, After } privacy = Before;
+    // A picture drawn just before a switch may still be on its way through the encoder:
+    // snapshots wait this long after one, so that each is wholly before or after it.
+    const auto settle = std::chrono::milliseconds(200);
+    auto lastSwitch = start - settle;
+    auto secondsSince = [start](Clock::time_point t) {
+        return std::chrono::duration<double>(t - start).count();
+    };
     for (auto now = start; now < end; now = Clock::now()) {
         kq_poll_frame(100);
-        if (now >= nextSnapshot) {
-            for (int ch = 0; ch < 2; ++ch) kq_trigger_snapshot(ch, 80);
+        if ((privacy == Before && now >= privacyFrom) || (privacy == On && now >= privacyUntil)) {
+            privacy = privacy == Before ? On : After;
+            switchPrivacy(privacy == On, secondsSince(now));
+            lastSwitch = now;
+        }
+        if (now >= nextSnapshot && now >= lastSwitch + settle) {
+            // The request is armed by a later poll on this thread: noted before it can arrive.
+            for (int ch = 0; ch < 2; ++ch)
+                if (kq_trigger_snapshot(ch, 80) == 0)
+                    SnapshotFiles::instance().expect(ch, ch == 1 && privacy == On);
             nextSnapshot += std::chrono::seconds(options.snapshotEvery);
         }
         if (!settingsChanged && now >= start + (end - start) / 2) {
@@ -89,7 +128,7 @@ void run(const Options& options, const StreamFile (&files)[2]) {
             settingsChanged = true;
         }
         if (now >= nextProgress) {
-            printProgress(std::chrono::duration<double>(now - start).count(), files, false);
+            printProgress(secondsSince(now), files, false);
             nextProgress += std::chrono::seconds(1);
         }
     }
@@ -106,8 +145,9 @@ void printFiles(const Options& options, const StreamFile (&files)[2]) {
                     static_cast<unsigned long long>(files[ch].keyFrames()),
                     files[ch].spanMs() / 1000.0, streams[ch]->width, streams[ch]->height);
     for (const demo::SnapshotFile& f : SnapshotFiles::instance().files())
-        std::printf("%-36s %10u  JPEG snapshot of channel %d, %ux%u\n", f.path.c_str(), f.bytes,
-                    f.channel, streams[f.channel]->width, streams[f.channel]->height);
+        std::printf("%-36s %10u  JPEG snapshot of channel %d, %ux%u%s\n", f.path.c_str(), f.bytes,
+                    f.channel, streams[f.channel]->width, streams[f.channel]->height,
+                    f.underPrivacy ? ", under privacy" : "");
 }
 
 void printLog(unsigned int lowestLevel) {
@@ -132,8 +172,10 @@ int main(int argc, char** argv) {
         return parsed == demo::Parsed::Help ? 0 : 2;
     }
     if (!makeFolder(options.outDir)) return 1;
-    // A long run makes hundreds of platform calls a second: no journal of them.
+    // A long run makes hundreds of platform calls a second: no journal of them. The log
+    // records go into the closing table rather than through the progress line.
     hostctl::setJournalEnabled(false);
+    hostctl::setLogEcho(nullptr);
     SnapshotFiles::instance().setFolder(options.outDir);
 
     StreamFile files[2];
@@ -146,7 +188,10 @@ int main(int argc, char** argv) {
     }
     bool ok = startChannel(0, KQ_ENC_H264, options.ch0, options, &files[0]) &&
               startChannel(1, KQ_ENC_MJPEG, options.ch1, options, &files[1]);
-    if (ok) run(options, files);
+    if (ok) {
+        setUpOverlays(options);
+        run(options, files);
+    }
     // Closing waits for a snapshot still on its way.
     kq_close_encoder(0);
     kq_close_encoder(1);

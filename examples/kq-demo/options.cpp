@@ -38,6 +38,8 @@ bool parseValue(const std::string& flag, const char* value, Options* options) {
     if (flag == "--gop") return parseNumber(value, &options->gop);
     if (flag == "--snapshot-every") return parseNumber(value, 1, 3600, &options->snapshotEvery);
     if (flag == "--log-level") return parseNumber(value, 1, 4, &options->logLevel);
+    if (flag == "--logo") return *value && (options->logo = value, true);
+    if (flag == "--icon") return *value && (options->icon = value, true);
     return false;
 }
 
@@ -47,6 +49,7 @@ void printUsage() {
     std::printf(
         "usage: kq-demo [--seconds N] [--out DIR] [--ch0 WxH@FPS] [--ch1 WxH@FPS]\n"
         "               [--bitrate BPS] [--gop N] [--snapshot-every S] [--log-level 1-4]\n"
+        "               [--logo FILE] [--icon FILE]\n"
         "  --seconds         how long to run (default 10)\n"
         "  --out             folder for the files written (default demo-out)\n"
         "  --ch0             channel 0, H.264 (default 1920x1080@25)\n"
@@ -54,7 +57,11 @@ void printUsage() {
         "  --bitrate         H.264 bitrate in bits per second (default 2097152)\n"
         "  --gop             H.264 key-frame interval in frames (default 50)\n"
         "  --snapshot-every  seconds between snapshots of each channel (default 2)\n"
-        "  --log-level       lowest log level printed: 1 debug ... 4 error (default 3)\n");
+        "  --log-level       lowest log level printed: 1 debug ... 4 error (default 3)\n"
+        "  --logo            channel 0's watermark, a 24- or 32-bit BMP (default: the\n"
+        "                    build's sample logo)\n"
+        "  --icon            channel 1's privacy icon, a 24- or 32-bit BMP (default: the\n"
+        "                    build's sample icon)\n");
 }
 
 Parsed parseOptions(int argc, char** argv, Options* options) {

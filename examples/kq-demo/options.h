@@ -21,6 +21,10 @@ struct Options {
     uint32_t gop = 50;
     unsigned int snapshotEvery = 2;  // seconds
     unsigned int logLevel = 3;
+    // BMP files of channel 0's watermark and channel 1's privacy icon; the samples the
+    // build makes unless given.
+    std::string logo = KQ_DEMO_SAMPLES "/logo.bmp";
+    std::string icon = KQ_DEMO_SAMPLES "/icon.bmp";
 };
 
 enum class Parsed { Run, Help, Error };

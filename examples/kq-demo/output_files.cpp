@@ -40,6 +40,11 @@ void SnapshotFiles::setFolder(const std::string& folder) {
     mFolder = folder;
 }
 
+void SnapshotFiles::expect(int channel, bool underPrivacy) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    if (channel == 0 || channel == 1) mExpected[channel].push_back(underPrivacy);
+}
+
 int SnapshotFiles::onSnapshot(int channel, const uint8_t* jpeg, uint32_t length) {
     return instance().write(channel, jpeg, length);
 }
@@ -54,7 +59,12 @@ int SnapshotFiles::write(int channel, const uint8_t* jpeg, uint32_t length) {
     std::FILE* file = std::fopen(path.c_str(), "wb");
     if (!file || std::fwrite(jpeg, 1, length, file) != length) std::perror(path.c_str());
     if (file) std::fclose(file);
-    mFiles.push_back({channel, path, length});
+    bool underPrivacy = false;
+    if ((channel == 0 || channel == 1) && !mExpected[channel].empty()) {
+        underPrivacy = mExpected[channel].front();
+        mExpected[channel].pop_front();
+    }
+    mFiles.push_back({channel, path, length, underPrivacy});
     return 0;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <deque>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -43,6 +44,7 @@ struct SnapshotFile {
     int channel;
     std::string path;
     uint32_t bytes;
+    bool underPrivacy;  // requested while the channel's privacy mode was on
 };
 
 // Every snapshot of both channels. The snapshot callback runs on a platform thread and
@@ -51,6 +53,9 @@ class SnapshotFiles {
 public:
     static SnapshotFiles& instance();
     void setFolder(const std::string& folder);
+    // Notes a placed request of `channel`'s next snapshot; snapshots arrive in the order
+    // of their requests.
+    void expect(int channel, bool underPrivacy);
     // A kq_snapshot_callback.
     static int onSnapshot(int channel, const uint8_t* jpeg, uint32_t length);
     std::vector<SnapshotFile> files();
@@ -60,6 +65,7 @@ private:
 
     std::mutex mMutex;
     std::string mFolder;
+    std::deque<bool> mExpected[2];  // per channel: whether under privacy
     std::vector<SnapshotFile> mFiles;
 };
 
