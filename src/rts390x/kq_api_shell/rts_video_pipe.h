@@ -135,6 +135,9 @@ private:
     int removePrivacyMask();
     // Draws the icon centred; 0, or the failure, already logged.
     int drawPrivacyIcon();
+    // The image calls into the OSD pack, under mOsdMutex; the platform's codes.
+    int drawImage(const OsdImage& record, int32_t x, int32_t y, int32_t block);
+    int eraseImage(int32_t block);
 
     bool osdReady() const { return mOsdPack.ready != 0; }
     bool maskReady() const { return mMaskPack.ready != 0; }

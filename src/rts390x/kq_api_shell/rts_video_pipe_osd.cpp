@@ -222,12 +222,22 @@ void VideoPipe::calcWatermarkPosition(uint32_t width, uint32_t height) {
         KQ_WARNING("%s, unknown option: %d", "calcWatermarkPosition", static_cast<int>(option));
 }
 
+int VideoPipe::drawImage(const OsdImage& record, int32_t x, int32_t y, int32_t block) {
+    std::lock_guard<std::mutex> lock(mOsdMutex);
+    return draw_osd_image(&mOsdPack, record.image, record.width, record.height, record.attrWord,
+                          static_cast<uint8_t>(record.attrByte), x, y, block);
+}
+
+int VideoPipe::eraseImage(int32_t block) {
+    std::lock_guard<std::mutex> lock(mOsdMutex);
+    return erase_osd_image(&mOsdPack, block);
+}
+
 int VideoPipe::enableWatermark(uint8_t on) {
     if (!osdReady()) return 0;
-    std::lock_guard<std::mutex> lock(mOsdMutex);
     if (!on) {
         // Sent whether or not a logo was ever drawn: the block is simply left empty.
-        int r = erase_osd_image(&mOsdPack, mWatermarkBlock);
+        int r = eraseImage(mWatermarkBlock);
         if (r != 0) KQ_PLATFORM_WARNING("erase osd image fail, ret = %d, %s", r);
         return r;
     }
@@ -236,9 +246,7 @@ int VideoPipe::enableWatermark(uint8_t on) {
         return kOverlayFailed;
     }
     calcWatermarkPosition(mWatermark.width, mWatermark.height);
-    int r = draw_osd_image(&mOsdPack, mWatermark.image, mWatermark.width, mWatermark.height,
-                           mWatermark.attrWord, static_cast<uint8_t>(mWatermark.attrByte),
-                           mWatermarkX, mWatermarkY, mWatermarkBlock);
+    int r = drawImage(mWatermark, mWatermarkX, mWatermarkY, mWatermarkBlock);
     if (r != 0) KQ_PLATFORM_WARNING("draw osd image fail, ret = %d, %s", r);
     return r;
 }
@@ -274,11 +282,8 @@ int VideoPipe::drawPrivacyIcon() {
     }
     mPrivacyIconX = (width - mPrivacyIcon.width) >> 1;
     mPrivacyIconY = (height - mPrivacyIcon.height) >> 1;
-    std::lock_guard<std::mutex> lock(mOsdMutex);
-    int r = draw_osd_image(&mOsdPack, mPrivacyIcon.image, mPrivacyIcon.width, mPrivacyIcon.height,
-                           mPrivacyIcon.attrWord, static_cast<uint8_t>(mPrivacyIcon.attrByte),
-                           static_cast<int>(mPrivacyIconX), static_cast<int>(mPrivacyIconY),
-                           mPrivacyIconBlock);
+    int r = drawImage(mPrivacyIcon, static_cast<int32_t>(mPrivacyIconX),
+                      static_cast<int32_t>(mPrivacyIconY), mPrivacyIconBlock);
     if (r != 0) KQ_PLATFORM_WARNING("draw privacy icon fail, ret = %d, %s", r);
     return r;
 }
@@ -291,8 +296,7 @@ int VideoPipe::removePrivacyMask() {
     }
     int iconResult = 0;
     if (mPrivacyIcon.image && osdReady()) {
-        std::lock_guard<std::mutex> lock(mOsdMutex);
-        iconResult = erase_osd_image(&mOsdPack, mPrivacyIconBlock);
+        iconResult = eraseImage(mPrivacyIconBlock);
         if (iconResult != 0) KQ_PLATFORM_WARNING("erase privacy icon fail, ret = %d, %s", iconResult);
     }
     int r = disable_mask(&mMaskPack, mPrivacyMaskIndex);
