@@ -16,7 +16,9 @@ const char* const kExported[] = {
     "rts_save_isp_setting", "rts_apply_isp_saved_setting", "rts_show_isp_saved_setting",
     "rts_save_ae_auto", "rts_apply_saved_ae_auto", "rts_get_gain", "kq_osd_init",
     "kq_osd_uninit", "kq_osd_update", "kq_enable_osd", "kq_osd_set_color",
-    "kq_osd_set_position", "kq_osd_set_format",
+    "kq_osd_set_position", "kq_osd_set_format", "kq_watermark_enable",
+    "kq_watermark_setup_position", "kq_watermark_setup_opaque", "kq_watermark_setup_logo",
+    "kq_enable_privacy_mode", "kq_privacy_setup_icon",
 };
 
 TEST(ExportedSymbols, EveryFunctionIsExportedUnmangled) {
