@@ -111,6 +111,36 @@ TEST(DataQueueTest, ReadWaitsUpToItsTimeout) {
     writer.join();
 }
 
+TEST(DataQueueTest, EntriesAreRecycledOnlyOnceNobodyHoldsThemOrTheirBytes) {
+    DataQueue queue("recycle", 4, 0);
+    ASSERT_EQ(queue.Write(frame("aaaa"), 4), 4);
+    std::shared_ptr<Buf> kept;
+    ASSERT_EQ(queue.Read(&kept, 0, 0), 4);
+    std::shared_ptr<Buf> other;
+    ASSERT_EQ(queue.Write(frame("bbbb"), 4), 4);
+    ASSERT_EQ(queue.Read(&other, 0, 0), 4);
+    // A reader that keeps only the bytes of an entry keeps them as they were.
+    std::shared_ptr<uint8_t> bytes = other->block;
+    other.reset();
+    ASSERT_EQ(queue.Write(frame("cccc"), 4), 4);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(kept->Data()), 4), "aaaa");
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes.get()), 4), "bbbb");
+    EXPECT_EQ(readString(queue), "cccc");
+
+    // Entries let go of are used again: their blocks come back.
+    const uint8_t* recycled = kept->block.get();
+    kept.reset();
+    bytes.reset();
+    std::shared_ptr<Buf> out;
+    bool reused = false;
+    for (int i = 0; i < 6 && !reused; ++i) {
+        ASSERT_EQ(queue.Write(frame("dddd"), 4), 4);
+        ASSERT_EQ(queue.Read(&out, 0, 0), 4);
+        reused = out->block.get() == recycled;
+    }
+    EXPECT_TRUE(reused);
+}
+
 TEST(DataQueueTest, ConcurrentWritersAndReadersLoseNothing) {
     constexpr uint32_t kWriters = 4, kPerWriter = 500, kTotal = kWriters * kPerWriter;
     DataQueue queue("many", kTotal, 0);

@@ -3,10 +3,10 @@
 
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "module/buf.h"
 
@@ -39,12 +39,22 @@ public:
     const std::string& Name() const { return mName; }
 
 private:
+    // An entry's Buf, recycled once nobody else holds it or its bytes: a writer and a
+    // reader that keep pace allocate nothing.
+    std::shared_ptr<Buf> takeSpare(uint32_t len);
+    // The entries, oldest first, in a ring that only ever grows.
+    void push(std::shared_ptr<Buf> entry);
+    std::shared_ptr<Buf> popOldest();
+
     const std::string mName;
     const unsigned int mMaxEntries;
     const unsigned int mMaxBytes;
     mutable std::mutex mMutex;
     std::condition_variable mNotEmpty;
-    std::deque<std::shared_ptr<Buf>> mEntries;
+    std::vector<std::shared_ptr<Buf>> mRing;
+    std::size_t mHead = 0;  // the oldest entry
+    std::size_t mCount = 0;
+    std::vector<std::shared_ptr<Buf>> mSpares;  // every recyclable Buf made, in use or not
     uint64_t mBytes = 0;
     uint64_t mDropped = 0;
 };
