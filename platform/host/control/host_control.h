@@ -12,8 +12,9 @@
 namespace hostctl {
 
 // Back to the state of a fresh process: no channels, platform not initialised,
-// default image settings, empty journal, no pending failures, no log records, and the
-// log shown as the environment chooses (see setShownLevels()).
+// default image settings, volumes at 100 and unmuted, a bare board, empty journal, no
+// pending failures, no log records, and the log shown as the environment chooses (see
+// setShownLevels()).
 void reset();
 
 // The journal and the captured log records keep only their latest entries, within a
@@ -91,6 +92,34 @@ void setShownLevels(unsigned int levelMask);
 // Where they are echoed; null echoes nothing, so that IsShow() accepts no level
 // (tests that read the captured records instead).
 void setLogEcho(std::FILE* stream);
+
+// ---- Board: GPIO pins and I2C devices -------------------------------------------------------
+
+// The board has GPIO banks 0-3 of pins 0-31 and no I2C device until one is added;
+// reset() leaves every pin uninitialised with nothing driven and removes every device.
+// The calls' device model and codes: support/gpio_pins.h and support/i2c_devices.h.
+
+struct GpioPinState {
+    bool initialised;
+    int direction;  // 0 input, 1 output
+    int level;      // what get_gpio_value() reads while initialised: the output level, or
+                    // the level driven onto an input
+};
+// -ENODEV for a pin the board does not have.
+int gpioPinState(int gpio, int bank, GpioPinState* state);
+// The level (0 or 1) the outside world drives onto the pin, read while it is an input;
+// kept across init and deinit. -ENODEV, or -EINVAL for another level.
+int driveGpioInput(int gpio, int bank, int level);
+
+// Adds a device at 7-bit address `device` on `bus` with `registers` registers, all 0.
+// -EINVAL for a negative bus, an address outside 0-127 or a size outside 1-65,536,
+// -EEXIST for an address already taken on the bus.
+int addI2cDevice(int bus, int device, std::size_t registers);
+// The device's registers; empty for no such device.
+std::vector<uint8_t> i2cRegisters(int bus, int device);
+// Changes registers from `address` on without a transfer (the register pointer stays).
+// -ENXIO for no such device, -ERANGE past the end of its map.
+int setI2cRegisters(int bus, int device, std::size_t address, const std::vector<uint8_t>& bytes);
 
 // ---- Channels -----------------------------------------------------------------------------
 

@@ -1,5 +1,8 @@
 // The support library's process-wide state and its reset.
 #include "host_state.h"
+#include "support/audio_volumes.h"
+#include "support/gpio_pins.h"
+#include "support/i2c_devices.h"
 #include "support/image_settings.h"
 #include "support/osd_images.h"
 #include "support/packs.h"
@@ -22,6 +25,16 @@ OsdImages& osdImages() {
     return *images;
 }
 
+GpioPins& gpioPins() {
+    static GpioPins* pins = new GpioPins;
+    return *pins;
+}
+
+I2cDevices& i2cDevices() {
+    static I2cDevices* devices = new I2cDevices;
+    return *devices;
+}
+
 }  // namespace host::support
 
 namespace hostctl {
@@ -32,6 +45,9 @@ void resetSupport() {
     host::support::maskPacks().reset();
     // Images go too; the handles callers still hold are refused from now on.
     host::support::osdImages().reset();
+    host::support::resetAudioVolumes();
+    host::support::gpioPins().reset();
+    host::support::i2cDevices().reset();
 }
 
 }  // namespace hostctl
