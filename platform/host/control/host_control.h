@@ -147,4 +147,47 @@ void waitCallbacksIdle();
 // How many rts_av_init() are not yet paired with a release.
 int platformInitCount();
 
+// ---- Playback channels ----------------------------------------------------------------------
+
+// A playback channel plays into a speaker from rts_av_start_send() until it stops
+// sending, is disabled or destroyed. Its attributes' device name picks the speaker: a
+// path ending in ".wav" a WAV file, "alsa:NAME" ALSA's PCM NAME, anything else memory
+// that keeps the last 10 s. The speaker starts at the first byte sent, then plays one
+// 10 ms period after another in real time with the support library's playback volume,
+// filling what the sender did not provide with silence (also written to a file).
+// Underruns, overflows and the FIFO's size are defined in audio/playback_device.h.
+//
+// The figures cover the channel's latest run of sending and stay once it ends, also
+// after the channel is destroyed, for the 8 latest destroyed playback channels.
+struct PlaybackStats {
+    uint64_t buffersReceived;
+    uint64_t bytesReceived;
+    uint64_t framesReceived;  // samples of each channel
+    uint64_t bytesPlayed;     // received bytes played so far; silence not counted
+    uint64_t silenceBytes;    // played while the FIFO ran dry
+    uint64_t underruns;       // dry spells after the first byte played
+    uint64_t overflows;       // sends refused with -EAGAIN for a full FIFO
+    uint64_t outputErrors;    // periods the device (file, ALSA) failed to take
+    std::size_t fifoBytes;    // waiting in the FIFO now
+    std::size_t fifoCapacity;
+    bool running;  // from the start of sending until the channel stops sending
+};
+// Zeros for a channel that has had no speaker.
+PlaybackStats playbackStats(int chn);
+
+struct PlaybackArrival {
+    uint64_t timeUs;  // monotonic clock, when the buffer entered the FIFO
+    uint32_t bytes;
+};
+// Every buffer the speaker took, oldest first (the latest 16,384).
+std::vector<PlaybackArrival> playbackArrivals(int chn);
+// What the in-memory speaker played, volume applied and silence included, oldest first;
+// empty for other speakers.
+std::vector<uint8_t> playbackSamples(int chn);
+// Waits until the channel's speaker has played `bytes` received bytes; false when the
+// timeout passed or the speaker stopped first, or the channel has none.
+bool waitPlaybackPlayed(int chn, uint64_t bytes, unsigned int timeoutMs);
+// The newest playback channel that has had a speaker (a sink's, say), or -1.
+int newestPlaybackChannel();
+
 }  // namespace hostctl

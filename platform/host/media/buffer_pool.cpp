@@ -4,8 +4,28 @@
 
 namespace host::media {
 
-BufferPool::BufferPool(std::size_t count) : mSlots(new Slot[count]), mCount(count) {
-    for (std::size_t i = 0; i < count; ++i) mSlots[i].record.index = static_cast<uint32_t>(i);
+BufferPool::BufferPool(std::size_t count, std::size_t bufferBytes)
+    : mSlots(new Slot[count]), mCount(count) {
+    for (std::size_t i = 0; i < count; ++i) {
+        mSlots[i].record.index = static_cast<uint32_t>(i);
+        mSlots[i].storage.resize(bufferBytes);
+    }
+}
+
+rts_av_buffer* BufferPool::take() {
+    for (std::size_t i = 0; i < mCount; ++i) {
+        Slot& slot = mSlots[i];
+        if (slot.taken) continue;
+        uint32_t index = slot.record.index;
+        slot.record = rts_av_buffer{};
+        slot.record.index = index;
+        slot.record.data = slot.storage.data();
+        slot.record.length = static_cast<uint32_t>(slot.storage.size());
+        slot.taken = true;
+        ++mTaken;
+        return &slot.record;
+    }
+    return nullptr;
 }
 
 rts_av_buffer* BufferPool::fill(const uint8_t* data, std::size_t length, uint64_t timestampUs,
@@ -40,6 +60,11 @@ BufferPool::Slot* BufferPool::slotOf(const rts_av_buffer* buffer) const {
 bool BufferPool::holds(const rts_av_buffer* buffer) const {
     Slot* slot = slotOf(buffer);
     return slot && slot->taken;
+}
+
+const std::vector<uint8_t>* BufferPool::storageOf(const rts_av_buffer* buffer) const {
+    Slot* slot = slotOf(buffer);
+    return slot && slot->taken ? &slot->storage : nullptr;
 }
 
 void BufferPool::giveBack(rts_av_buffer* buffer) {

@@ -16,7 +16,8 @@ namespace host::media {
 
 class BufferPool {
 public:
-    explicit BufferPool(std::size_t count);
+    // Each buffer starts with `bufferBytes` of storage.
+    explicit BufferPool(std::size_t count, std::size_t bufferBytes = 0);
     BufferPool(const BufferPool&) = delete;
     BufferPool& operator=(const BufferPool&) = delete;
 
@@ -24,9 +25,15 @@ public:
     // Storage only grows, so a steady stream of similar payloads allocates nothing.
     rts_av_buffer* fill(const uint8_t* data, std::size_t length, uint64_t timestampUs,
                         uint32_t flags);
+    // A free buffer for the taker to fill, its whole storage offered (`length`) and
+    // nothing used yet; null when every buffer is taken.
+    rts_av_buffer* take();
     // Whether `buffer` is one of this pool's records and currently taken.
     bool holds(const rts_av_buffer* buffer) const;
     void giveBack(rts_av_buffer* buffer);
+    // The pool's own storage behind a taken buffer, whatever its record now says; null
+    // for a buffer that is not taken from this pool.
+    const std::vector<uint8_t>* storageOf(const rts_av_buffer* buffer) const;
     // Buffers taken and not yet given back.
     std::size_t taken() const { return mTaken; }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "audio/pcm_format.h"
+
 namespace host::media {
 namespace {
 
@@ -30,6 +32,13 @@ bool validAudioFormat(const AudioFormat& format) {
         format.bitsPerSample == 8 || format.bitsPerSample == 16 || format.bitsPerSample == 32;
     return knownWidth && format.rate >= kMinAudioRate && format.rate <= kMaxAudioRate &&
            format.channels >= 1 && format.channels <= kMaxAudioChannels;
+}
+
+// A name of 1 to 63 characters, terminated within its 64 bytes.
+bool validDeviceName(const rts_audio_attr* attr) {
+    if (!attr) return false;
+    std::size_t length = strnlen(attr->dev_node, sizeof attr->dev_node);
+    return length > 0 && length < sizeof attr->dev_node;
 }
 
 bool validVideoProfile(const rts_av_profile& profile) {
@@ -72,10 +81,15 @@ std::optional<ChannelConfig> makeMjpegConfig(const rts_mjpeg_attr* attr) {
 }
 
 std::optional<ChannelConfig> makeAudioDeviceConfig(const rts_audio_attr* attr) {
-    if (!attr) return std::nullopt;
-    std::size_t nameLength = strnlen(attr->dev_node, sizeof attr->dev_node);
-    if (nameLength == 0 || nameLength == sizeof attr->dev_node) return std::nullopt;
+    if (!validDeviceName(attr)) return std::nullopt;
     if (!validAudioFormat({attr->rate, attr->format, attr->channels})) return std::nullopt;
+    return *attr;
+}
+
+std::optional<ChannelConfig> makeAudioPlaybackConfig(const rts_audio_attr* attr) {
+    if (!validDeviceName(attr)) return std::nullopt;
+    if (!audio::validPlaybackFormat({attr->rate, attr->format, attr->channels}))
+        return std::nullopt;
     return *attr;
 }
 

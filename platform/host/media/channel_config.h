@@ -30,15 +30,17 @@ struct AudioEncodeAttr {
 };
 
 // Overlay channels have no attributes (monostate); capture and playback channels both
-// keep an rts_audio_attr.
+// keep an rts_audio_attr, whose device name is then terminated.
 using ChannelConfig = std::variant<std::monostate, rts_isp_attr, rts_h264_attr, rts_mjpeg_attr,
                                    rts_audio_attr, AudioFormat, AudioEncodeAttr>;
 
 std::optional<ChannelConfig> makeIspConfig(const rts_isp_attr* attr);
 std::optional<ChannelConfig> makeH264Config(const rts_h264_attr* attr);
 std::optional<ChannelConfig> makeMjpegConfig(const rts_mjpeg_attr* attr);
-// For capture and playback alike.
+// Capture channels.
 std::optional<ChannelConfig> makeAudioDeviceConfig(const rts_audio_attr* attr);
+// Playback channels, whose speakers take more formats (audio::validPlaybackFormat()).
+std::optional<ChannelConfig> makeAudioPlaybackConfig(const rts_audio_attr* attr);
 std::optional<ChannelConfig> makeResampleConfig(uint32_t rate, uint32_t bitsPerSample,
                                                 uint32_t channels);
 std::optional<ChannelConfig> makeAudioEncodeConfig(int type, uint32_t bitrate);

@@ -38,6 +38,11 @@ public:
 
     std::size_t size() const { return mEntries.size(); }
 
+    template <typename F>
+    void forEach(F f) {
+        for (auto& [id, value] : mEntries) f(id, value);
+    }
+
 private:
     std::size_t mLimit;
     uint32_t mLastId = 0;

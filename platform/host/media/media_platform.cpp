@@ -42,11 +42,10 @@ int MediaPlatform::init() {
 }
 
 int MediaPlatform::release() {
-    Streams stopped;
+    Stopped stopped;  // outlives the lock
     Lock lock(mMutex);
     if (mInitCount == 0) return -EPERM;
-    if (--mInitCount == 0) stopped = destroyAll(lock);
-    lock.unlock();
+    if (--mInitCount == 0) destroyAll(lock, stopped);
     return 0;
 }
 
@@ -76,20 +75,21 @@ int MediaPlatform::enable(int chn) {
 }
 
 int MediaPlatform::disable(int chn) {
-    std::unique_ptr<VideoStream> stopped;  // outlives the lock
+    Stopped stopped;  // outlives the lock
     return withChannel(chn, [&](Channel& c) {
         c.disable();
-        stopped = takeStream(chn);
+        stopped.streams.push_back(takeStream(chn));
+        silenceSpeaker(chn, stopped);
         return 0;
     });
 }
 
 int MediaPlatform::destroy(int chn) {
-    Streams stopped;  // outlives the lock
+    Stopped stopped;  // outlives the lock
     Lock lock(mMutex);
     if (mInitCount == 0) return -ENODEV;
     if (!mChannels.find(chn)) return -ENOENT;
-    stopped = destroyChannel(lock, chn);
+    destroyChannel(lock, chn, stopped);
     return 0;
 }
 
@@ -102,11 +102,24 @@ int MediaPlatform::stopReceiving(int chn) {
 }
 
 int MediaPlatform::startSending(int chn) {
-    return withChannel(chn, [](Channel& c) { return c.startSending(); });
+    Stopped stopped;  // outlives the lock
+    return withChannel(chn, [&](Channel& c) {
+        bool wasSending = c.sending();
+        int rc = c.startSending();
+        if (rc != 0 || wasSending || c.kind() != ChannelKind::AudioPlayback) return rc;
+        rc = openSpeaker(chn, c, stopped);
+        if (rc != 0) c.stopSending();
+        return rc;
+    });
 }
 
 int MediaPlatform::stopSending(int chn) {
-    return withChannel(chn, [](Channel& c) { return c.stopSending(); });
+    Stopped stopped;  // outlives the lock
+    return withChannel(chn, [&](Channel& c) {
+        int rc = c.stopSending();
+        if (rc == 0) silenceSpeaker(chn, stopped);
+        return rc;
+    });
 }
 
 bool MediaPlatform::active(int chn) {
@@ -169,10 +182,12 @@ void MediaPlatform::detachMask(uint32_t pack) {
 }
 
 void MediaPlatform::reset() {
-    Streams stopped;  // outlives the lock
+    Stopped stopped;  // outlives the lock
     Lock lock(mMutex);
     mInitCount = 0;
-    stopped = destroyAll(lock);
+    destroyAll(lock, stopped);
+    mSpeakers.clear();  // stopped holds them until they are stopped
+    mAudioQueues.clear(&stopped.pools);
     mChannels.reset();
     mRetiredPools.clear();
 }
@@ -213,6 +228,10 @@ int MediaPlatform::putBuffer(rts_av_buffer* buffer) {
 
 int MediaPlatform::giveBack(rts_av_buffer* buffer) {
     if (!buffer) return -EINVAL;
+    if (BufferPool* pool = mAudioQueues.poolHolding(buffer)) {
+        pool->giveBack(buffer);
+        return 0;
+    }
     int rc = -EINVAL;
     mChannels.forEach([&](int, Channel& c) {
         if (rc != 0 && c.output() && c.output()->pool().holds(buffer)) {
@@ -317,6 +336,91 @@ std::optional<OutputStats> MediaPlatform::stats(int chn) {
     return c->output()->stats();
 }
 
+// ---- Playback ----------------------------------------------------------------------------
+
+int MediaPlatform::openSpeaker(int chn, const Channel& c, Stopped& stopped) {
+    const auto& attr = std::get<rts_audio_attr>(c.config());
+    audio::PcmFormat format{attr.rate, attr.format, attr.channels};
+    std::unique_ptr<audio::PlaybackDevice> device;
+    int rc = audio::PlaybackDevice::open(attr.dev_node, format, &device);
+    if (rc != 0) return rc;
+    Speaker& slot = mSpeakers[chn];
+    if (slot) stopped.speakers.push_back(std::move(slot));
+    slot = std::move(device);
+    return 0;
+}
+
+void MediaPlatform::silenceSpeaker(int chn, Stopped& stopped) {
+    auto it = mSpeakers.find(chn);
+    if (it != mSpeakers.end()) stopped.speakers.push_back(it->second);
+}
+
+void MediaPlatform::pruneSpeakers(Stopped& stopped) {
+    std::size_t gone = 0;
+    for (auto& [chn, speaker] : mSpeakers) gone += mChannels.find(chn) ? 0 : 1;
+    // Ids only grow, so the map's first destroyed channels are the oldest.
+    for (auto it = mSpeakers.begin(); it != mSpeakers.end() && gone > kKeptSpeakers;) {
+        if (mChannels.find(it->first)) {
+            ++it;
+            continue;
+        }
+        stopped.speakers.push_back(std::move(it->second));
+        it = mSpeakers.erase(it);
+        --gone;
+    }
+}
+
+int MediaPlatform::send(int chn, const rts_av_buffer* buffer) {
+    Speaker speaker;
+    const uint8_t* data = nullptr;
+    std::size_t bytes = 0;
+    int rc = withChannel(chn, [&](Channel& c) {
+        if (c.kind() != ChannelKind::AudioPlayback) return -EINVAL;
+        if (!c.enabled() || !c.sending()) return -EPERM;
+        BufferPool* pool = mAudioQueues.poolHolding(buffer);
+        if (!pool) return -EINVAL;
+        // The pool's own storage, not the record's address, which the caller could
+        // have changed.
+        const std::vector<uint8_t>& storage = *pool->storageOf(buffer);
+        if (buffer->bytesUsed > storage.size()) return -EINVAL;
+        auto it = mSpeakers.find(chn);
+        if (it == mSpeakers.end()) return -EPERM;  // not reached: sending means a speaker
+        data = storage.data();
+        bytes = buffer->bytesUsed;
+        speaker = it->second;
+        return 0;
+    });
+    // The caller keeps the buffer until the send returns, so its storage stays put
+    // while the speaker waits for room without the lock.
+    return rc != 0 ? rc : speaker->send(data, bytes);
+}
+
+std::shared_ptr<audio::PlaybackDevice> MediaPlatform::speaker(int chn) {
+    Guard lock(mMutex);
+    auto it = mSpeakers.find(chn);
+    return it == mSpeakers.end() ? nullptr : it->second;
+}
+
+int MediaPlatform::newestSpeakerChannel() {
+    Guard lock(mMutex);
+    return mSpeakers.empty() ? kNoChannel : mSpeakers.rbegin()->first;
+}
+
+int MediaPlatform::createAudioQueue(audio_queue* queue, std::size_t bufferBytes) {
+    Guard lock(mMutex);
+    return mAudioQueues.create(queue, bufferBytes);
+}
+
+rts_av_buffer* MediaPlatform::popAudioQueue(audio_queue* queue) {
+    Guard lock(mMutex);
+    return mAudioQueues.pop(queue);
+}
+
+int MediaPlatform::destroyAudioQueue(audio_queue* queue) {
+    Guard lock(mMutex);
+    return mAudioQueues.destroy(queue, &mRetiredPools);
+}
+
 // ---- Callbacks ---------------------------------------------------------------------------
 
 void MediaPlatform::enqueueCallback(int chn, const CallbackJob& job) {
@@ -379,24 +483,24 @@ std::unique_ptr<VideoStream> MediaPlatform::takeStream(int chn) {
     return stream;
 }
 
-MediaPlatform::Streams MediaPlatform::destroyChannel(Lock& lock, int chn) {
-    Streams stopped;
-    stopped.push_back(takeStream(chn));
+void MediaPlatform::destroyChannel(Lock& lock, int chn, Stopped& stopped) {
+    stopped.streams.push_back(takeStream(chn));
+    silenceSpeaker(chn, stopped);
     if (ChannelOutput* output = mChannels.find(chn)->output()) output->clear();
     cancelCallbacks(lock, chn);
     // The wait above let other threads in: the channel may be gone already.
     Channel* c = mChannels.find(chn);
-    if (!c) return stopped;
+    if (!c) return;
     if (c->output() && c->output()->pool().taken() > 0)
         mRetiredPools.push_back(c->output()->releasePool());
     mChannels.destroy(chn);
-    return stopped;
+    pruneSpeakers(stopped);
 }
 
-MediaPlatform::Streams MediaPlatform::destroyAll(Lock& lock) {
-    Streams stopped;
-    for (auto& [chn, stream] : mStreams) stopped.push_back(std::move(stream));
+void MediaPlatform::destroyAll(Lock& lock, Stopped& stopped) {
+    for (auto& [chn, stream] : mStreams) stopped.streams.push_back(std::move(stream));
     mStreams.clear();
+    for (auto& [chn, speaker] : mSpeakers) stopped.speakers.push_back(speaker);
     cancelCallbacks(lock, kNoChannel);
     mChannels.forEach([this](int, Channel& c) {
         if (c.output() && c.output()->pool().taken() > 0)
@@ -404,7 +508,11 @@ MediaPlatform::Streams MediaPlatform::destroyAll(Lock& lock) {
     });
     mChannels.clear();
     mHandles.clear();
-    return stopped;
+    pruneSpeakers(stopped);
+}
+
+MediaPlatform::Stopped::~Stopped() {
+    for (const Speaker& speaker : speakers) speaker->stop();
 }
 
 MediaPlatform& media() {

@@ -14,6 +14,9 @@
 #include <thread>
 #include <vector>
 
+#include "audio/playback_device.h"
+#include "camera_support.h"
+#include "media/audio_queues.h"
 #include "media/buffer_pool.h"
 #include "media/channel_config.h"
 #include "media/channel_registry.h"
@@ -23,6 +26,9 @@
 namespace host::media {
 
 class VideoStream;
+
+// Speakers of destroyed playback channels kept for inspection.
+constexpr std::size_t kKeptSpeakers = 8;
 
 // Every call checks its arguments itself. Codes: -ENODEV while not initialised,
 // -ENOENT for no such channel, -EINVAL for bad arguments or a channel of the wrong kind,
@@ -42,6 +48,9 @@ public:
     int destroy(int chn);
     int startReceiving(int chn);
     int stopReceiving(int chn);
+    // Starting to send on a playback channel opens its speaker (the device its
+    // attributes name) and fails with the device's code when it cannot be opened;
+    // stopping, disabling or destroying the channel stops the speaker.
     int startSending(int chn);
     int stopSending(int chn);
     // Whether the channel exists and is enabled; false while not initialised.
@@ -57,6 +66,26 @@ public:
     // callback thread. -EINVAL for a null record or handler or a channel without
     // buffers, -EPERM while disabled, -EBUSY while one is armed.
     int setCallback(int chn, const rts_av_callback* record);
+
+    // The sender's side of a playback channel: copies the buffer's bytes into its
+    // speaker's FIFO (see audio/playback_device.h). -EINVAL for a channel of another kind,
+    // a buffer that is not popped from a live audio queue, a byte count beyond the
+    // buffer or not whole frames; -EPERM while not enabled and sending; -EAGAIN when the
+    // FIFO stayed full. Waits up to one device period without the platform's lock.
+    int send(int chn, const rts_av_buffer* buffer);
+
+    // The support library's audio queues: pools of playback buffers, given back with
+    // putBuffer(). See media/audio_queues.h; they need no init().
+    int createAudioQueue(audio_queue* queue, std::size_t bufferBytes);
+    rts_av_buffer* popAudioQueue(audio_queue* queue);
+    int destroyAudioQueue(audio_queue* queue);
+
+    // The speaker of playback channel `chn`: the running one, else the last it had,
+    // kept for inspection after it stopped, also after the channel was destroyed for
+    // the kKeptSpeakers latest destroyed channels. Null for none.
+    std::shared_ptr<audio::PlaybackDevice> speaker(int chn);
+    // The newest playback channel that has had a speaker, or kNoChannel.
+    int newestSpeakerChannel();
 
     // The producer's side. Hands a buffer channel `chn` made to its reader and its armed
     // callback; a channel that nobody takes from any more gets nothing.
@@ -113,13 +142,29 @@ private:
     int withHandle(HandleId handle, ChannelKind kind, F f);
 
     using Lock = std::unique_lock<std::mutex>;
-    using Streams = std::vector<std::unique_ptr<VideoStream>>;
+    using Speaker = std::shared_ptr<audio::PlaybackDevice>;
 
-    // Each takes the lock it is given; the streams they return must be destroyed after
-    // the lock is released, since stopping a stream waits for its thread.
-    Streams destroyAll(Lock& lock);
-    Streams destroyChannel(Lock& lock, int chn);
+    // The video streams and speakers a call takes out of service under the lock. They
+    // are stopped when this goes, which must be after the lock is released, since
+    // stopping waits for their threads: declare it before the lock. Audio queue pools
+    // dropped with them are freed last, once no speaker can be copying from them.
+    struct Stopped {
+        std::vector<std::unique_ptr<BufferPool>> pools;
+        std::vector<std::unique_ptr<VideoStream>> streams;
+        std::vector<Speaker> speakers;
+        ~Stopped();
+    };
+
+    // Each takes the lock it is given.
+    void destroyAll(Lock& lock, Stopped& stopped);
+    void destroyChannel(Lock& lock, int chn, Stopped& stopped);
     std::unique_ptr<VideoStream> takeStream(int chn);
+    // Opens playback channel `chn`'s speaker; 0 or the device's code.
+    int openSpeaker(int chn, const Channel& c, Stopped& stopped);
+    // Stops the channel's speaker, if running; it stays for inspection.
+    void silenceSpeaker(int chn, Stopped& stopped);
+    // Forgets the speakers of destroyed channels beyond the kKeptSpeakers newest.
+    void pruneSpeakers(Stopped& stopped);
     // Gives a buffer channel `chn` made to its queue and its armed callback.
     void handOut(int chn, Channel& c, const uint8_t* data, std::size_t length,
                  uint64_t timestampUs, uint32_t flags);
@@ -140,6 +185,8 @@ private:
     ChannelRegistry mChannels;
     ControlHandles mHandles;
     std::map<int, std::unique_ptr<VideoStream>> mStreams;  // by image channel
+    std::map<int, Speaker> mSpeakers;                      // by playback channel
+    AudioQueues mAudioQueues;
     // Pools of destroyed channels whose buffers are still out.
     std::vector<std::unique_ptr<BufferPool>> mRetiredPools;
 

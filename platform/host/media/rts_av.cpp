@@ -79,7 +79,7 @@ int rts_av_create_audio_capture_chn(const struct rts_audio_attr* attr) {
 int rts_av_create_audio_playback_chn(const struct rts_audio_attr* attr) {
     return journaled("rts_av_create_audio_playback_chn", [&] { return recordText(attr); }, [attr] {
         return media().create(ChannelKind::AudioPlayback,
-                              host::media::makeAudioDeviceConfig(attr));
+                              host::media::makeAudioPlaybackConfig(attr));
     });
 }
 
@@ -157,6 +157,11 @@ int rts_av_poll(int chn) {
 int rts_av_recv(int chn, struct rts_av_buffer** buffer) {
     return journaled("rts_av_recv", [&] { return hostctl::args(chn, static_cast<void*>(buffer)); },
                      [=] { return media().receive(chn, buffer); });
+}
+
+int rts_av_send(int chn, struct rts_av_buffer* buffer) {
+    return journaled("rts_av_send", [&] { return hostctl::args(chn, static_cast<void*>(buffer)); },
+                     [=] { return media().send(chn, buffer); });
 }
 
 int rts_av_put_buffer(struct rts_av_buffer* buffer) {

@@ -1,0 +1,33 @@
+// The sample layout of a playback stream: interleaved frames of `channels` samples,
+// 8-bit unsigned (as in WAV) or 16, 24 (packed in three bytes) or 32-bit signed
+// little-endian.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+
+namespace host::audio {
+
+constexpr uint32_t kMinRate = 8000;
+constexpr uint32_t kMaxRate = 192000;
+constexpr uint32_t kMaxChannels = 8;
+
+struct PcmFormat {
+    uint32_t rate;  // frames per second
+    uint32_t bitsPerSample;
+    uint32_t channels;
+
+    uint32_t sampleBytes() const { return bitsPerSample / 8; }
+    uint32_t frameBytes() const { return sampleBytes() * channels; }
+    uint64_t bytesPerSecond() const { return uint64_t{rate} * frameBytes(); }
+    // Whole frames of audio lasting at most `duration`, in bytes.
+    std::size_t bytesFor(std::chrono::nanoseconds duration) const;
+    // The byte a silent sample is made of: 0x80 for unsigned 8-bit, else 0.
+    uint8_t silenceByte() const { return bitsPerSample == 8 ? 0x80 : 0x00; }
+};
+
+// 8, 16, 24 or 32 bits, 1 to kMaxChannels channels, kMinRate to kMaxRate Hz.
+bool validPlaybackFormat(const PcmFormat& format);
+
+}  // namespace host::audio

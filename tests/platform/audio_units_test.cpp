@@ -1,0 +1,105 @@
+// The host platform's audio units on their own: the volume applied to each sample
+// layout, and the in-memory speaker's window of kept samples.
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "audio/memory_output.h"
+#include "audio/sample_gain.h"
+
+using namespace host::audio;
+using Bytes = std::vector<uint8_t>;
+
+namespace {
+
+// Little-endian samples of `bytes` bytes each (8-bit ones unsigned, offset by 0x80).
+Bytes encode(const std::vector<int32_t>& samples, uint32_t bytes) {
+    Bytes out;
+    for (int32_t s : samples) {
+        uint32_t raw = static_cast<uint32_t>(bytes == 1 ? s + 0x80 : s);
+        for (uint32_t i = 0; i < bytes; ++i) out.push_back(static_cast<uint8_t>(raw >> (8 * i)));
+    }
+    return out;
+}
+
+std::vector<int32_t> decode(const Bytes& data, uint32_t bytes) {
+    std::vector<int32_t> out;
+    for (std::size_t at = 0; at + bytes <= data.size(); at += bytes) {
+        uint32_t raw = 0;
+        for (uint32_t i = 0; i < bytes; ++i) raw |= uint32_t{data[at + i]} << (8 * i);
+        if (bytes == 1)
+            out.push_back(static_cast<int32_t>(raw) - 0x80);
+        else
+            out.push_back(static_cast<int32_t>(raw << (32 - 8 * bytes)) >> (32 - 8 * bytes));
+    }
+    return out;
+}
+
+TEST(SampleGainTest, FollowsTheDecibelTaperFromUnityToSilence) {
+    EXPECT_TRUE(SampleGain::forVolume(100, false).unity());
+    EXPECT_TRUE(SampleGain::forVolume(150, false).unity());  // clamped
+    EXPECT_TRUE(SampleGain::forVolume(0, false).silent());
+    EXPECT_TRUE(SampleGain::forVolume(-5, false).silent());
+    EXPECT_TRUE(SampleGain::forVolume(100, true).silent());
+    EXPECT_NEAR(SampleGain::forVolume(60, false).fixedPoint(), 65536 * 0.1, 2);  // -20 dB
+    for (int v = 1; v < 100; ++v)
+        EXPECT_LT(SampleGain::forVolume(v, false).fixedPoint(),
+                  SampleGain::forVolume(v + 1, false).fixedPoint());
+}
+
+TEST(SampleGainTest, ScalesEverySampleLayoutAroundItsZero) {
+    const SampleGain minus20dB = SampleGain::forVolume(60, false);
+    struct Case {
+        uint32_t bits;
+        std::vector<int32_t> in;
+    };
+    const Case cases[] = {
+        {8, {-128, -50, 0, 50, 127}},
+        {16, {-32768, -1000, 0, 1000, 32767}},
+        {24, {-8388608, -100000, 0, 100000, 8388607}},
+        {32, {INT32_MIN, -1000000, 0, 1000000, INT32_MAX}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.bits);
+        PcmFormat format{8000, c.bits, 1};
+        Bytes data = encode(c.in, c.bits / 8);
+        const Bytes original = data;
+        SampleGain::forVolume(100, false).apply(data.data(), data.size(), format);
+        EXPECT_EQ(data, original);  // unity is bit-exact
+
+        minus20dB.apply(data.data(), data.size(), format);
+        std::vector<int32_t> out = decode(data, c.bits / 8);
+        for (std::size_t i = 0; i < c.in.size(); ++i)
+            EXPECT_NEAR(out[i], c.in[i] * 0.1, 1 + std::fabs(c.in[i]) * 1e-4) << c.in[i];
+
+        SampleGain::forVolume(0, false).apply(data.data(), data.size(), format);
+        for (int32_t s : decode(data, c.bits / 8)) EXPECT_EQ(s, 0);
+    }
+}
+
+TEST(MemoryOutputTest, KeepsTheLatestTenSecondsOfWholeFrames) {
+    const PcmFormat format{8000, 24, 1};  // 24,000 bytes a second
+    MemoryOutput memory(format);
+    EXPECT_TRUE(memory.kept().empty());
+    Bytes second(24000);
+    for (uint8_t n = 1; n <= 11; ++n) {
+        std::fill(second.begin(), second.end(), n);
+        ASSERT_EQ(memory.play(second.data(), second.size()), 0);
+    }
+    Bytes kept = memory.kept();
+    ASSERT_EQ(kept.size(), 240000u);
+    EXPECT_EQ(kept.front(), 2);  // the first second is forgotten
+    EXPECT_EQ(kept.back(), 11);
+
+    // One write longer than the window keeps its newest part.
+    Bytes longer(300000);
+    for (std::size_t i = 0; i < longer.size(); ++i) longer[i] = static_cast<uint8_t>(i / 3);
+    ASSERT_EQ(memory.play(longer.data(), longer.size()), 0);
+    kept = memory.kept();
+    ASSERT_EQ(kept.size(), 240000u);
+    EXPECT_TRUE(std::equal(kept.begin(), kept.end(), longer.end() - 240000));
+}
+
+}  // namespace
