@@ -1,0 +1,323 @@
+// The board helpers against the host's in-memory board: GPIO pins, I2C transfers with
+// their argument checks, and the speaker and microphone volumes with their mute flags.
+#include <cerrno>
+#include <functional>
+#include <vector>
+
+#include "camera_support.h"
+#include "kq_board.h"
+#include "library_fixture.h"
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::StartsWith;
+
+namespace {
+
+constexpr int kDevice = 0x50;
+constexpr auto kUnknownAction = static_cast<i2c_action_type>(7);
+constexpr unsigned int kWarning = 3;
+constexpr unsigned int kError = 4;
+
+class BoardTest : public LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        // The mute flags outlive the host's reset: every test starts unmuted.
+        ASSERT_EQ(set_aud_out_volume(100), 100);
+        ASSERT_EQ(set_aud_in_volume(100), 100);
+        forgetHistory();
+    }
+
+    // The only record logged since the history was last forgotten, which it then forgets.
+    static hostctl::LogRecord onlyRecord() {
+        std::vector<hostctl::LogRecord> records = hostctl::logRecords();
+        forgetHistory();
+        EXPECT_EQ(records.size(), 1u);
+        return records.empty() ? hostctl::LogRecord{} : records.front();
+    }
+
+    static void expectWarning(const std::string& text) {
+        hostctl::LogRecord r = onlyRecord();
+        EXPECT_EQ(r.text, text);
+        EXPECT_EQ(r.level, kWarning);
+        EXPECT_TRUE(r.file.empty()) << "warnings carry no location";
+    }
+
+    static void expectError(const std::string& text, const std::string& file) {
+        hostctl::LogRecord r = onlyRecord();
+        EXPECT_EQ(r.text, text);
+        EXPECT_EQ(r.level, kError);
+        EXPECT_EQ(r.file, "src/rts390x/kq_api_shell/" + file);
+        EXPECT_GT(r.line, 0u);
+    }
+
+    static std::vector<uint8_t> registers(std::size_t from, std::size_t count) {
+        std::vector<uint8_t> all = hostctl::i2cRegisters(0, kDevice);
+        if (all.size() < from + count) return {};
+        return {all.begin() + from, all.begin() + from + count};
+    }
+};
+
+TEST_F(BoardTest, GpioPinsAreDrivenThroughBankZeroAndTheirLevelsReturnedUnlogged) {
+    EXPECT_EQ(gpio_init(7, 1, 1), 0);
+    EXPECT_EQ(gpio_get_value(7), 1);
+    EXPECT_EQ(gpio_set_value(7, 0), 0);
+    EXPECT_EQ(gpio_get_value(7), 0);
+    hostctl::GpioPinState pin{};
+    ASSERT_EQ(hostctl::gpioPinState(7, 0, &pin), 0);
+    EXPECT_TRUE(pin.initialised);
+    EXPECT_EQ(pin.direction, 1);
+    EXPECT_EQ(pin.level, 0);
+
+    // An input reads what the board drives onto it.
+    EXPECT_EQ(gpio_init(8, 0, 0), 0);
+    ASSERT_EQ(hostctl::driveGpioInput(8, 0, 1), 0);
+    EXPECT_EQ(gpio_get_value(8), 1);
+    EXPECT_EQ(gpio_deinit(8), 0);
+
+    EXPECT_THAT(hostctl::callTexts(),
+                ElementsAre("init_gpio(7, 0, 1, 1)", "get_gpio_value(7, 0)",
+                            "set_gpio_value(7, 0, 0)", "get_gpio_value(7, 0)",
+                            "init_gpio(8, 0, 0, 0)", "get_gpio_value(8, 0)", "deinit_gpio(8, 0)"));
+    EXPECT_THAT(logTexts(), IsEmpty());
+}
+
+TEST_F(BoardTest, NegativeGpioResultsAreErrorsReturnedUnchanged) {
+    const char* file = "rts_api_gpio.cpp";
+    EXPECT_EQ(gpio_init(32, 1, 0), -ENODEV);  // bank 0 has pins 0-31
+    expectError("init gpio fail!", file);
+    EXPECT_EQ(gpio_get_value(3), -EINVAL);  // not initialised
+    expectError("get gpio value fail!", file);
+    ASSERT_EQ(gpio_init(3, 0, 0), 0);
+    EXPECT_EQ(gpio_set_value(3, 1), -EPERM);  // an input
+    expectError("set gpio value fail!", file);
+    EXPECT_EQ(gpio_deinit(4), -EINVAL);
+    expectError("deinit gpio fail!", file);
+
+    // Only a negative result is a failure.
+    hostctl::failCall("set_gpio_value", 1, 3);
+    EXPECT_EQ(gpio_set_value(3, 1), 3);
+    EXPECT_THAT(logTexts(), IsEmpty());
+}
+
+TEST_F(BoardTest, TransferChecksComeInTheirOrderBeforeTheAction) {
+    unsigned char buffer[4] = {};
+    const struct {
+        int length;
+        unsigned char* buffer;
+        int size;
+        int code;
+        const char* text;
+    } cases[] = {
+        {0, nullptr, 0, -21, "Is a directory"},  // the length first
+        {-1, buffer, 4, -21, "Is a directory"},
+        {4, nullptr, 0, -21, "Is a directory"},  // the size before the buffer
+        {4, nullptr, -3, -21, "Is a directory"},
+        {4, nullptr, 4, -10, "No child processes"},
+        {4, nullptr, 2, -10, "No child processes"},  // the buffer before the sizes' comparison
+        {4, buffer, 2, -69, "Srmount error"},
+    };
+    for (i2c_action_type action : {I2C_ACTION_READ, I2C_ACTION_WRITE, I2C_ACTION_SET_BITS}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(testing::Message()
+                         << "action " << action << ", length " << c.length << ", size " << c.size);
+            const std::string codeText = std::to_string(c.code) + ", " + c.text;
+            EXPECT_EQ(i2c_act_direct(action, kDevice, c.length, c.buffer, c.size), c.code);
+            expectWarning("i2c act direct fail!, ret = " + codeText);
+            EXPECT_EQ(i2c_act_register(action, kDevice, 1, 0, c.length, c.buffer, c.size), c.code);
+            expectWarning("i2c act register fail!, ret = " + codeText);
+        }
+    }
+    EXPECT_THAT(callNames(), IsEmpty());
+}
+
+TEST_F(BoardTest, EachI2cFunctionRefusesTheActionsItDoesNotTake) {
+    unsigned char buffer[2] = {};
+    for (i2c_action_type action :
+         {I2C_ACTION_SET_BITS, I2C_ACTION_CLEAR_BITS, I2C_ACTION_UPDATE_BITS, kUnknownAction}) {
+        SCOPED_TRACE(action);
+        EXPECT_EQ(i2c_act_direct(action, kDevice, 2, buffer, 2), -21);
+        expectWarning("i2c act direct fail!, ret = -21, Is a directory");
+        EXPECT_EQ(i2c_act_register(action, kDevice, 1, 0, 2, buffer, 2), -21);
+        expectWarning("i2c act register fail!, ret = -21, Is a directory");
+    }
+    for (i2c_action_type action : {I2C_ACTION_READ, I2C_ACTION_WRITE, kUnknownAction}) {
+        SCOPED_TRACE(action);
+        EXPECT_EQ(i2c_act_reg_bits(action, kDevice, 1, 0, 0xff, 0xff), -21);
+        expectWarning("i2c act reg bits fail!, ret = -21, Is a directory");
+    }
+    EXPECT_THAT(callNames(), IsEmpty());
+}
+
+TEST_F(BoardTest, RegisterWritesReadBackThroughDirectAndRegisterReads) {
+    ASSERT_EQ(hostctl::addI2cDevice(0, kDevice, 64), 0);
+    unsigned char written[] = {0x11, 0x22, 0x33};
+    EXPECT_EQ(i2c_act_register(I2C_ACTION_WRITE, kDevice, 0x10, 0, 3, written, 3), 0);
+    EXPECT_EQ(registers(0x10, 3), std::vector<uint8_t>({0x11, 0x22, 0x33}));
+
+    // A direct write of the register address alone points the device at it, and a
+    // direct read goes on from there; a buffer larger than the length is fine.
+    unsigned char address[] = {0x11};
+    EXPECT_EQ(i2c_act_direct(I2C_ACTION_WRITE, kDevice, 1, address, 1), 0);
+    unsigned char read[4] = {0xee, 0xee, 0xee, 0xee};
+    EXPECT_EQ(i2c_act_direct(I2C_ACTION_READ, kDevice, 2, read, sizeof read), 0);
+    EXPECT_THAT(read, ElementsAre(0x22, 0x33, 0xee, 0xee));
+
+    EXPECT_EQ(i2c_act_register(I2C_ACTION_READ, kDevice, 0x10, 0, 3, read, sizeof read), 0);
+    EXPECT_THAT(read, ElementsAre(0x11, 0x22, 0x33, 0xee));
+
+    std::vector<hostctl::JournalEntry> calls = hostctl::journal();
+    ASSERT_EQ(calls.size(), 4u);
+    EXPECT_EQ(calls[0].text(), "bulk_write_i2c(0, 80, 1, 16, 0, 3, {17, 34, 51}) = 0");
+    EXPECT_EQ(calls[1].text(), "write_i2c(0, 80, 1, 1, {17}) = 0");
+    EXPECT_EQ(calls[2].function, "read_i2c");
+    EXPECT_THAT(calls[2].args, StartsWith("0, 80, 1, 2, "));
+    EXPECT_EQ(calls[3].function, "bulk_read_i2c");
+    EXPECT_THAT(calls[3].args, StartsWith("0, 80, 1, 16, 0, 3, "));
+    EXPECT_THAT(logTexts(), IsEmpty());
+}
+
+TEST_F(BoardTest, BitActionsChangeOnlyTheirBitsAndUpdateTakesTheOperandAsMask) {
+    ASSERT_EQ(hostctl::addI2cDevice(0, kDevice, 64), 0);
+    ASSERT_EQ(hostctl::setI2cRegisters(0, kDevice, 0x20, {0x55}), 0);
+    EXPECT_EQ(i2c_act_reg_bits(I2C_ACTION_SET_BITS, kDevice, 0x20, 0, 0x82, 0x00), 0);
+    EXPECT_EQ(registers(0x20, 1), std::vector<uint8_t>{0xd7});
+    EXPECT_EQ(i2c_act_reg_bits(I2C_ACTION_CLEAR_BITS, kDevice, 0x20, 0, 0x05, 0xff), 0);
+    EXPECT_EQ(registers(0x20, 1), std::vector<uint8_t>{0xd2});
+
+    // The support call's mask comes first: here the operand 0xf0, with the bits 0x0f
+    // as the new value, clears the high nibble. Taken the other way round it would
+    // have kept 0xd0.
+    EXPECT_EQ(i2c_act_reg_bits(I2C_ACTION_UPDATE_BITS, kDevice, 0x20, 0, 0x0f, 0xf0), 0);
+    EXPECT_EQ(registers(0x20, 1), std::vector<uint8_t>{0x02});
+    EXPECT_THAT(hostctl::callTexts(), ElementsAre("set_bits_i2c(0, 80, 1, 32, 0, 130)",
+                                                  "clear_bits_i2c(0, 80, 1, 32, 0, 5)",
+                                                  "update_bits_i2c(0, 80, 1, 32, 0, 240, 15)"));
+    EXPECT_THAT(logTexts(), IsEmpty());
+}
+
+TEST_F(BoardTest, AnyNonZeroSupportResultIsAWarnedFailure) {
+    ASSERT_EQ(hostctl::addI2cDevice(0, kDevice, 16), 0);
+    unsigned char buffer[4] = {};
+    // One support call behind each library function.
+    const struct {
+        const char* function;
+        std::function<int()> act;
+        const char* message;
+    } calls[] = {
+        {"read_i2c", [&] { return i2c_act_direct(I2C_ACTION_READ, kDevice, 4, buffer, 4); },
+         "i2c act direct fail!"},
+        {"bulk_write_i2c",
+         [&] { return i2c_act_register(I2C_ACTION_WRITE, kDevice, 1, 0, 4, buffer, 4); },
+         "i2c act register fail!"},
+        {"update_bits_i2c",
+         [&] { return i2c_act_reg_bits(I2C_ACTION_UPDATE_BITS, kDevice, 1, 0, 1, 0); },
+         "i2c act reg bits fail!"},
+    };
+    for (const auto& c : calls) {
+        SCOPED_TRACE(c.function);
+        for (int code : {5, -5}) {
+            hostctl::failCall(c.function, 1, code);
+            EXPECT_EQ(c.act(), code);
+            expectWarning(std::string(c.message) + ", ret = " + std::to_string(code) +
+                          ", Input/output error");
+        }
+    }
+
+    // The board's own refusals: no device at that address, a transfer past the map.
+    EXPECT_EQ(i2c_act_direct(I2C_ACTION_READ, kDevice + 1, 4, buffer, 4), -ENXIO);
+    expectWarning("i2c act direct fail!, ret = -6, No such device or address");
+    EXPECT_EQ(i2c_act_register(I2C_ACTION_WRITE, kDevice, 14, 0, 4, buffer, 4), -ERANGE);
+    expectWarning("i2c act register fail!, ret = -34, Numerical result out of range");
+    EXPECT_EQ(hostctl::i2cRegisters(0, kDevice), std::vector<uint8_t>(16, 0));
+}
+
+// A support library call of the volume functions and its error message.
+struct VolumeCall {
+    const char* function;
+    const char* failure;
+};
+
+// One direction of the volume functions.
+struct AudioDirection {
+    const char* name;
+    int (*set)(int);
+    int (*get)();
+    VolumeCall mute, setVolume, getVolume;
+};
+
+const AudioDirection kSpeaker{"speaker",
+                              set_aud_out_volume,
+                              get_aud_out_volume,
+                              {"enable_playback_mute", "enable playback mute fail!"},
+                              {"set_playback_volume", "set playback volume fail!"},
+                              {"get_playback_volume", "get playback volume fail!"}};
+const AudioDirection kMicrophone{"microphone",
+                                 set_aud_in_volume,
+                                 get_aud_in_volume,
+                                 {"enable_capture_mute", "enable capture mute fail!"},
+                                 {"set_capture_volume", "set capture volume fail!"},
+                                 {"get_capture_volume", "get capture volume fail!"}};
+
+TEST_F(BoardTest, VolumeZeroMutesUntilTheNextNonZeroVolume) {
+    for (const AudioDirection& d : {kSpeaker, kMicrophone}) {
+        SCOPED_TRACE(d.name);
+        const std::string mute = d.mute.function, set = d.setVolume.function;
+        EXPECT_EQ(d.set(0), 0);
+        EXPECT_THAT(hostctl::callTexts(), ElementsAre(mute + "(1)", set + "(0)"));
+        forgetHistory();
+        EXPECT_EQ(d.get(), 0);
+        EXPECT_THAT(callNames(), IsEmpty()) << "a muted direction answers 0 by itself";
+
+        EXPECT_EQ(d.set(5), 5);
+        EXPECT_THAT(hostctl::callTexts(), ElementsAre(mute + "(0)", set + "(5)"));
+        forgetHistory();
+        EXPECT_EQ(d.get(), 5);
+        EXPECT_THAT(callNames(), ElementsAre(d.getVolume.function));
+        EXPECT_THAT(logTexts(), IsEmpty());
+        forgetHistory();
+    }
+}
+
+TEST_F(BoardTest, SpeakerAndMicrophoneMuteIndependently) {
+    ASSERT_EQ(set_aud_out_volume(0), 0);
+    ASSERT_EQ(set_aud_in_volume(40), 40);
+    forgetHistory();
+    EXPECT_EQ(get_aud_in_volume(), 40);
+    EXPECT_EQ(get_aud_out_volume(), 0);
+    EXPECT_THAT(callNames(), ElementsAre("get_capture_volume"));
+
+    ASSERT_EQ(set_aud_in_volume(0), 0);
+    ASSERT_EQ(set_aud_out_volume(60), 60);
+    forgetHistory();
+    EXPECT_EQ(get_aud_out_volume(), 60);
+    EXPECT_EQ(get_aud_in_volume(), 0);
+    EXPECT_THAT(callNames(), ElementsAre("get_playback_volume"));
+}
+
+TEST_F(BoardTest, VolumeFailuresAreErrorsAndAFailedMuteKeepsItsFlag) {
+    const char* file = "rts_api_audio_ctrl.cpp";
+    for (const AudioDirection& d : {kSpeaker, kMicrophone}) {
+        SCOPED_TRACE(d.name);
+        hostctl::failCall(d.mute.function, 1, -5);
+        EXPECT_EQ(d.set(0), -5);
+        EXPECT_THAT(callNames(), ElementsAre(d.mute.function)) << "the volume is not set";
+        expectError(d.mute.failure, file);
+        EXPECT_EQ(d.get(), 0) << "the flag went up all the same";
+        EXPECT_THAT(callNames(), IsEmpty());
+
+        hostctl::failCall(d.setVolume.function, 1, -5);
+        EXPECT_EQ(d.set(9), -5);
+        expectError(d.setVolume.failure, file);
+        // The library passes any volume on; the host's scale ends at 100.
+        EXPECT_EQ(d.set(101), -EINVAL);
+        expectError(d.setVolume.failure, file);
+
+        hostctl::failCall(d.getVolume.function, 1, -5);
+        EXPECT_EQ(d.get(), -5);
+        expectError(d.getVolume.failure, file);
+    }
+}
+
+}  // namespace
