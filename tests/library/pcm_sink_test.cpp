@@ -1,0 +1,332 @@
+// module::PcmSink against the host's playback device: the jitter buffer's start level,
+// the burst and the pacing, flush, starvation mute, volume, the open and its failures,
+// and what the speaker finally played.
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "library/library_fixture.h"
+#include "module/buf.h"
+#include "module/pcm_sink.h"
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using namespace std::chrono_literals;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// 16 kHz mono, 16 bits, 20 ms: 640 bytes a buffer.
+constexpr module::AudioParam kParam{16000, 1, 16, 20};
+constexpr uint32_t kFrameBytes = 640;
+constexpr uint32_t kSamplesPerBuffer = kFrameBytes / 2;
+
+// A buffer of 16-bit samples counting up from `first`.
+std::shared_ptr<module::Buf> counting(uint32_t first, uint32_t bytes = kFrameBytes) {
+    auto buf = std::make_shared<module::Buf>();
+    buf->Malloc(bytes);
+    buf->size = bytes;
+    auto* samples = reinterpret_cast<int16_t*>(buf->Data());
+    for (uint32_t i = 0; i < bytes / 2; ++i) samples[i] = static_cast<int16_t>(first + i);
+    return buf;
+}
+
+// Writes buffers number `from` up to `to` (excluded), each counting on from the last.
+void writeBuffers(module::PcmSink& sink, uint32_t from, uint32_t to) {
+    for (uint32_t i = from; i < to; ++i) sink.Write(counting(i * kSamplesPerBuffer), kFrameBytes);
+}
+
+// Waits until `done()`, polling; whether it came true within `limit`.
+template <typename Done>
+bool waitFor(Done done, std::chrono::milliseconds limit = 5000ms) {
+    for (const auto deadline = Clock::now() + limit; !done(); std::this_thread::sleep_for(2ms))
+        if (Clock::now() > deadline) return false;
+    return true;
+}
+
+std::size_t sends() { return hostctl::calls("rts_av_send").size(); }
+
+class PcmSinkTest : public LibraryTest {
+protected:
+    std::shared_ptr<module::PcmSink> create(const char* name = "speaker",
+                                            const module::AudioParam& param = kParam) {
+        auto sink = module::PcmSink::Create(name, param);
+        mChn = hostctl::newestPlaybackChannel();
+        return sink;
+    }
+
+    int mChn = -1;
+};
+
+TEST_F(PcmSinkTest, BuffersToEightThenSendsABurstOfFourThenOnePerPeriod) {
+    auto sink = create();
+    EXPECT_TRUE(sink->IsRunning());
+    EXPECT_EQ(sink->JitterMs(), 0);
+    writeBuffers(*sink, 0, 7);
+    EXPECT_EQ(sink->JitterMs(), 140);
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(sends(), 0u) << "nothing plays below the start level";
+
+    writeBuffers(*sink, 7, 8);
+    ASSERT_TRUE(hostctl::waitPlaybackPlayed(mChn, 8 * kFrameBytes, 5000));
+    std::vector<hostctl::PlaybackArrival> arrivals = hostctl::playbackArrivals(mChn);
+    ASSERT_EQ(arrivals.size(), 8u);
+    // Four back to back, then the rest paced a period apart (20 ms; bounds generous).
+    EXPECT_LT(arrivals[3].timeUs - arrivals[0].timeUs, 20000u);
+    EXPECT_GE(arrivals[7].timeUs - arrivals[3].timeUs, 3 * 20000u);
+    EXPECT_LT(arrivals[7].timeUs - arrivals[3].timeUs, 3000000u);
+    EXPECT_EQ(hostctl::playbackStats(mChn).underruns, 0u);
+    EXPECT_EQ(sink->JitterMs(), 0);
+}
+
+TEST_F(PcmSinkTest, FlushEndsTheWaitAndAWriteCancelsIt) {
+    auto sink = create();
+    writeBuffers(*sink, 0, 3);
+    sink->Flush();
+    ASSERT_TRUE(waitFor([] { return sends() == 3; }));
+
+    // The jitter buffer ran dry, so at its next period the worker waits for the start
+    // level again; a write after a flush cancels the flush.
+    std::this_thread::sleep_for(100ms);
+    writeBuffers(*sink, 3, 5);
+    sink->Flush();
+    writeBuffers(*sink, 5, 6);
+    std::this_thread::sleep_for(200ms);
+    EXPECT_EQ(sends(), 3u);
+    EXPECT_EQ(sink->JitterMs(), 60);
+    sink->Flush();
+    EXPECT_TRUE(waitFor([] { return sends() == 6; }));
+}
+
+TEST_F(PcmSinkTest, StarvationMutesAfterFiveSecondsAndTheNextStartUnmutes) {
+    auto sink = create();
+    auto mutes = [] {
+        std::vector<std::string> args;
+        for (const hostctl::JournalEntry& e : hostctl::calls("enable_playback_mute"))
+            args.push_back(e.args);
+        return args;
+    };
+    writeBuffers(*sink, 0, 8);
+    // A new sink starts muted in its own view: the first start unmutes, nothing more.
+    ASSERT_TRUE(waitFor([&] { return mutes().size() == 1; }));
+    EXPECT_THAT(mutes(), ElementsAre("0"));
+    ASSERT_TRUE(waitFor([&] { return mutes().size() == 2; }, 10000ms));
+    EXPECT_THAT(mutes(), ElementsAre("0", "1")) << "muted once, after 5 s without data";
+    EXPECT_EQ(sink->getVolume(), 0) << "a muted sink reports 0";
+    writeBuffers(*sink, 8, 16);
+    ASSERT_TRUE(waitFor([&] { return mutes().size() == 3; }));
+    EXPECT_THAT(mutes(), ElementsAre("0", "1", "0"));
+}
+
+TEST_F(PcmSinkTest, VolumeFollowsTheSinksOwnMuteFlag) {
+    auto sink = create();
+    forgetHistory();
+    EXPECT_EQ(sink->getVolume(), 0) << "a new sink counts as muted";
+    EXPECT_THAT(callNames(), IsEmpty());
+
+    EXPECT_EQ(sink->setVolume(0), 0);
+    EXPECT_THAT(hostctl::callTexts(),
+                ElementsAre("enable_playback_mute(1)", "set_playback_volume(0)"));
+    forgetHistory();
+    EXPECT_EQ(sink->setVolume(70), 70);
+    EXPECT_EQ(sink->getVolume(), 70);
+    EXPECT_THAT(hostctl::callTexts(), ElementsAre("enable_playback_mute(0)",
+                                                  "set_playback_volume(70)",
+                                                  ::testing::StartsWith("get_playback_volume(")));
+
+    forgetHistory();
+    hostctl::failCall("get_playback_volume", 1, -5);
+    EXPECT_EQ(sink->getVolume(), -5);
+    hostctl::failCall("enable_playback_mute", 1, -5);
+    EXPECT_EQ(sink->setVolume(30), -5);
+    hostctl::failCall("set_playback_volume", 1, -5);
+    EXPECT_EQ(sink->setVolume(30), -5);
+    EXPECT_THAT(logTexts(), ElementsAre("get playback volume fail!", "enable playback mute fail!",
+                                        "set playback volume fail!"));
+    EXPECT_EQ(hostctl::calls("set_playback_volume").size(), 1u)
+        << "a failed mute change leaves the volume alone";
+}
+
+TEST_F(PcmSinkTest, RefusedBuffersNeverReachTheJitterBuffer) {
+    auto sink = create();
+    forgetHistory();
+    sink->Write(counting(0, kFrameBytes + 2), kFrameBytes + 2);
+    sink->Write(counting(0), 0);
+    sink->Write(nullptr, kFrameBytes);
+    sink->Write(counting(0, 64), 128);  // longer than the buffer holds
+    EXPECT_EQ(sink->JitterMs(), 0);
+    EXPECT_THAT(logTexts(),
+                ElementsAre("RTS PCM Sink refuses a buffer of 642 bytes: it takes 1 to 640 bytes",
+                            "RTS PCM Sink refuses a buffer of 0 bytes: it takes 1 to 640 bytes",
+                            "RTS PCM Sink refuses a buffer of 640 bytes: it takes 1 to 640 bytes "
+                            "(no buffer given)",
+                            "RTS PCM Sink could not queue 128 bytes: the buffer holds fewer"));
+}
+
+TEST_F(PcmSinkTest, AFullJitterBufferDropsItsOldestAndSaysSoOnce) {
+    auto sink = create("speaker", {16000, 1, 16, 1000});  // slow: 1 s a buffer
+    const uint32_t second = 32000;
+    for (int i = 0; i < 80; ++i) sink->Write(counting(0, second), second);
+    int notices = 0;
+    for (const std::string& text : logTexts())
+        notices += text == "RTS PCM Sink jitter buffer full (64 buffers): the oldest are dropped";
+    EXPECT_EQ(notices, 1);
+    EXPECT_LE(sink->JitterMs(), 64000);
+}
+
+struct OpenFailure {
+    const char* call;
+    std::string message;
+    std::vector<std::string> cleanup;  // the platform calls the failure makes itself
+    int chnAfter = -1;                 // the sink's channel id afterwards
+};
+
+class PcmSinkOpenTest : public PcmSinkTest, public ::testing::WithParamInterface<OpenFailure> {};
+
+TEST_P(PcmSinkOpenTest, EveryFailedStepIsLoggedAndLeavesNothingOpen) {
+    const OpenFailure& f = GetParam();
+    hostctl::failCall(f.call, 1, -5);
+    auto sink = create();
+    std::vector<std::string> names = callNames();
+    ASSERT_FALSE(names.empty());
+    EXPECT_EQ(std::vector<std::string>(names.end() - f.cleanup.size(), names.end()), f.cleanup);
+    hostctl::LogRecord record;
+    ASSERT_TRUE(findLog(f.message + "\n", &record)) << ::testing::PrintToString(logTexts());
+    EXPECT_EQ(record.level, 4u);
+    EXPECT_EQ(record.file, "src/rts390x/kq_api_shell/rts_pcm_sink.cpp");
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+    EXPECT_THAT(logTexts(), Not(Contains("RTS PCM Sink opened.")));
+
+    // The worker runs all the same and drops what it is given.
+    EXPECT_TRUE(sink->IsRunning());
+    forgetHistory();
+    writeBuffers(*sink, 0, 8);
+    ASSERT_TRUE(waitFor([] { return hostctl::logTexts().size() >= 8; }));
+    for (const std::string& text : logTexts()) EXPECT_EQ(text, "PcmSink is not opened");
+    EXPECT_EQ(sends(), 0u);
+
+    forgetHistory();
+    sink.reset();
+    // Closing goes through every step with the id it holds, only the destroy skipped.
+    const std::string chn = std::to_string(f.chnAfter);
+    EXPECT_THAT(hostctl::callTexts(),
+                ElementsAre("rts_av_stop_send(" + chn + ")", "rts_av_disable_chn(" + chn + ")",
+                            ::testing::StartsWith("destroy_audio_queue("), "rts_av_release()"));
+    EXPECT_THAT(logTexts(), ElementsAre("RTS PCM Sink closed"));
+    EXPECT_EQ(hostctl::platformInitCount(), 0);
+}
+
+const std::string kCode = "-5, Input/output error";
+
+INSTANTIATE_TEST_SUITE_P(
+    EveryStep, PcmSinkOpenTest,
+    ::testing::Values(
+        OpenFailure{"rts_av_init", "rts av init fail " + kCode, {"rts_av_init"}},
+        OpenFailure{"create_audio_queue",
+                    "create audio queue fail, ret = " + kCode,
+                    {"create_audio_queue"}},
+        // The failed creation's code stays as the channel id.
+        OpenFailure{"rts_av_create_audio_playback_chn",
+                    "create playback chn fail, ret = " + kCode,
+                    {"rts_av_create_audio_playback_chn"},
+                    -5},
+        OpenFailure{"rts_av_enable_chn",
+                    "enable playback chn fail, ret = " + kCode,
+                    {"rts_av_enable_chn", "rts_av_destroy_chn"}},
+        OpenFailure{"rts_av_start_send",
+                    "start send fail, ret = " + kCode,
+                    {"rts_av_start_send", "rts_av_disable_chn", "rts_av_destroy_chn"}}));
+
+TEST_F(PcmSinkTest, UnplayableParametersGiveASinkWithoutAChannel) {
+    const module::AudioParam refused[] = {
+        {16000, 1, 16, 0}, {0, 1, 16, 20}, {16000, 0, 16, 20}, {16000, 1, 0, 20},
+        {192000, 8, 32, 100},  // 614,400 bytes a buffer
+    };
+    for (const module::AudioParam& param : refused) {
+        forgetHistory();
+        auto sink = create("speaker", param);
+        EXPECT_THAT(callNames(), ElementsAre("rts_av_init"));
+        ASSERT_EQ(logTexts().size(), 1u);
+        EXPECT_THAT(logTexts()[0], ::testing::StartsWith("RTS PCM Sink cannot play"));
+        sink.reset();
+        EXPECT_EQ(hostctl::platformInitCount(), 0);
+    }
+}
+
+TEST_F(PcmSinkTest, OneMillisecondBuffersPlayToo) {
+    auto sink = create("speaker", {16000, 1, 16, 1});  // 32 bytes a buffer, no idle sleep
+    for (uint32_t i = 0; i < 40; ++i) sink->Write(counting(i * 16, 32), 32);
+    EXPECT_TRUE(hostctl::waitPlaybackPlayed(mChn, 40 * 32, 5000));
+}
+
+TEST_F(PcmSinkTest, TheSpeakerPlaysExactlyTheWrittenSamplesInOrder) {
+    char folder[] = "/tmp/kq-sink-XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    const std::string wav = std::string(folder) + "/speaker.wav";
+    constexpr uint32_t kBuffers = 100;  // 2 s
+    {
+        auto sink = create(wav.c_str());
+        // A writer that keeps up: the start level at once, then one buffer a period.
+        writeBuffers(*sink, 0, 8);
+        const auto start = Clock::now();
+        for (uint32_t i = 8; i < kBuffers; ++i) {
+            std::this_thread::sleep_until(start + (i - 8) * 20ms);
+            writeBuffers(*sink, i, i + 1);
+        }
+        ASSERT_TRUE(hostctl::waitPlaybackPlayed(mChn, kBuffers * kFrameBytes, 10000));
+        EXPECT_EQ(hostctl::playbackStats(mChn).underruns, 0u);
+    }
+    std::ifstream file(wav, std::ios::binary);
+    std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
+    ASSERT_GT(bytes.size(), 44u + kBuffers * kFrameBytes);
+    const auto* samples = reinterpret_cast<const int16_t*>(bytes.data() + 44);
+    const std::size_t count = (bytes.size() - 44) / 2;
+    for (uint32_t i = 0; i < kBuffers * kSamplesPerBuffer; ++i)
+        ASSERT_EQ(samples[i], static_cast<int16_t>(i)) << "sample " << i;
+    for (std::size_t i = kBuffers * kSamplesPerBuffer; i < count; ++i)
+        ASSERT_EQ(samples[i], 0) << "only silence after the last buffer";
+    std::remove(wav.c_str());
+    rmdir(folder);
+}
+
+TEST_F(PcmSinkTest, ANameOfSixtyFourCharactersReachesThePlatformCutTo63) {
+    const std::string name(64, 'n');
+    auto sink = create(name.c_str());
+    std::string args = hostctl::calls("rts_av_create_audio_playback_chn").at(0).args;
+    EXPECT_NE(args.find(std::string(63, 'n')), std::string::npos) << args;
+    EXPECT_EQ(args.find(std::string(64, 'n')), std::string::npos) << args;
+}
+
+// The last holder of the sink destroys it while others still write, flush and ask how
+// much is waiting: ThreadSanitizer watches it in CI.
+TEST_F(PcmSinkTest, TheLastHolderDestroysTheSinkWhileOthersStillUseIt) {
+    hostctl::setJournalEnabled(false);
+    auto sink = create();
+    std::vector<std::thread> users;
+    for (int t = 0; t < 3; ++t)
+        users.emplace_back([held = sink, t]() mutable {
+            for (int i = 0;; ++i) {
+                if (t == 0) held->Write(counting(static_cast<uint32_t>(i) * kSamplesPerBuffer), kFrameBytes);
+                if (t == 1) held->Flush();
+                if (t == 2) held->setVolume(i % 100);
+                (void)held->JitterMs();
+                std::this_thread::sleep_for(1ms);
+                if (i == 200 + 50 * t) held.reset();  // each lets go at its own time
+                if (!held) return;
+            }
+        });
+    sink.reset();
+    std::this_thread::sleep_for(100ms);
+    for (std::thread& user : users) user.join();
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
+    EXPECT_EQ(hostctl::platformInitCount(), 0);
+}
+
+}  // namespace
