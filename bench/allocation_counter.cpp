@@ -21,9 +21,13 @@ namespace {
 // Static thread-local storage of the executable: reading it never allocates.
 thread_local bool tCounting = false;
 uint64_t gAllocations = 0;  // written only by threads inside a scope
+bool gEveryThread = false;
+uint64_t gEverywhere = 0;
 
 inline void countAllocation() {
     if (tCounting) __atomic_fetch_add(&gAllocations, 1, __ATOMIC_RELAXED);
+    if (__atomic_load_n(&gEveryThread, __ATOMIC_RELAXED))
+        __atomic_fetch_add(&gEverywhere, 1, __ATOMIC_RELAXED);
 }
 
 bool validAlignment(std::size_t alignment) {
@@ -57,6 +61,10 @@ AllocationScope::AllocationScope() { tCounting = true; }
 AllocationScope::~AllocationScope() { tCounting = false; }
 
 uint64_t allocationsCounted() { return __atomic_load_n(&gAllocations, __ATOMIC_RELAXED); }
+
+void countEveryThread(bool on) { __atomic_store_n(&gEveryThread, on, __ATOMIC_RELAXED); }
+
+uint64_t allocationsEverywhere() { return __atomic_load_n(&gEverywhere, __ATOMIC_RELAXED); }
 
 }  // namespace bench
 

@@ -19,4 +19,9 @@ public:
 // Allocations counted so far, on any thread, inside a scope.
 uint64_t allocationsCounted();
 
+// Counts the allocations of every thread of the process too, while on: for work done
+// on threads the benchmark does not own, such as a library's worker.
+void countEveryThread(bool on);
+uint64_t allocationsEverywhere();
+
 }  // namespace bench
