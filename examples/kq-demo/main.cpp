@@ -2,9 +2,11 @@
 //
 // It streams channel 0 as H.264 and channel 1 as MJPEG with the running timestamp on
 // both, a watermark logo on channel 0 and privacy mode on channel 1 for the middle third
-// of the run, takes a snapshot of each channel every few seconds, and writes everything
-// into one folder: ch0.h264, ch1.mjpeg and the snapshot JPEGs. A progress line shows
-// what arrives; at the end a table lists the files and the log records by level.
+// of the run, takes a snapshot of each channel every few seconds, and plays a tone
+// through a PCM sink whose speaker volume is lowered halfway. Everything goes into one
+// folder: ch0.h264, ch1.mjpeg, the snapshot JPEGs and playback.wav. A progress line
+// shows what arrives; at the end a table lists the files and the log records by level.
+#include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -17,8 +19,10 @@
 
 #include "host_control.h"
 #include "kq_api.h"
+#include "kq_board.h"
 #include "options.h"
 #include "output_files.h"
+#include "playback.h"
 
 namespace {
 
@@ -27,6 +31,10 @@ using demo::Options;
 using demo::SnapshotFiles;
 using demo::StreamFile;
 using demo::StreamOptions;
+
+// The speaker volume of the first and the second half of the run.
+constexpr int kSpeakerVolume = 100;
+constexpr int kLoweredSpeakerVolume = 60;
 
 bool makeFolder(const std::string& path) {
     if (mkdir(path.c_str(), 0755) == 0 || errno == EEXIST) return true;
@@ -73,25 +81,40 @@ void switchPrivacy(bool on, double seconds) {
                 seconds, on ? "on" : "off", r == 0 ? "" : " (with a failure, see the log)");
 }
 
+// The tone (or the file) through a PCM sink at full speaker volume.
+bool startPlayback(const Options& options, demo::Playback* playback) {
+    const std::string speaker =
+        options.speaker.empty() ? options.outDir + "/playback.wav" : options.speaker;
+    set_aud_out_volume(kSpeakerVolume);
+    if (!playback->start(speaker, options.play)) return false;
+    std::printf("sound: %s -> %s, speaker volume %d, %d from halfway\n",
+                playback->describe().c_str(), speaker.c_str(), kSpeakerVolume,
+                kLoweredSpeakerVolume);
+    return true;
+}
+
 double megabits(uint64_t bytes, double seconds) {
     return seconds > 0 ? bytes * 8.0 / seconds / 1e6 : 0.0;
 }
 
-void printProgress(double seconds, const StreamFile (&files)[2], bool final) {
+void printProgress(double seconds, const StreamFile (&files)[2], const demo::Playback& playback,
+                   bool final) {
     std::printf("\r%5.1f s", seconds);
     for (int ch = 0; ch < 2; ++ch)
         std::printf("  ch%d %5llu frames %5.1f fps %6.2f Mbit/s", ch,
                     static_cast<unsigned long long>(files[ch].frames()),
                     seconds > 0 ? files[ch].frames() / seconds : 0.0,
                     megabits(files[ch].bytes(), seconds));
-    std::printf("  snapshots %zu%s", SnapshotFiles::instance().files().size(),
+    std::printf("  snapshots %zu  audio jitter %3d ms, %llu underruns%s",
+                SnapshotFiles::instance().files().size(), playback.jitterMs(),
+                static_cast<unsigned long long>(playback.underruns()),
                 final || !isatty(STDOUT_FILENO) ? "\n" : "");
     std::fflush(stdout);
 }
 
 // Polls until the run time is over, asking for snapshots and switching channel 1's
 // privacy mode on a third into the run and off at two thirds.
-void run(const Options& options, const StreamFile (&files)[2]) {
+void run(const Options& options, const StreamFile (&files)[2], const demo::Playback& playback) {
     const auto start = Clock::now();
     const auto end = start + std::chrono::seconds(options.seconds);
     const auto privacyFrom = start + (end - start) / 3;
@@ -122,20 +145,40 @@ void run(const Options& options, const StreamFile (&files)[2]) {
             nextSnapshot += std::chrono::seconds(options.snapshotEvery);
         }
         if (!settingsChanged && now >= start + (end - start) / 2) {
-            // Halfway: a livelier picture, and the timestamp moved on channel 1.
+            // Halfway: a livelier picture, the timestamp moved on channel 1, and the
+            // speaker turned down.
             kq_isp_set(KQ_ISP_SATURATION, 180);
             kq_osd_set_position(1, KQ_POS_BOTTOM_RIGHT);
+            set_aud_out_volume(kLoweredSpeakerVolume);
             settingsChanged = true;
         }
         if (now >= nextProgress) {
-            printProgress(secondsSince(now), files, false);
+            printProgress(secondsSince(now), files, playback, false);
             nextProgress += std::chrono::seconds(1);
         }
     }
-    printProgress(options.seconds, files, true);
+    printProgress(options.seconds, files, playback, true);
 }
 
-void printFiles(const Options& options, const StreamFile (&files)[2]) {
+// The WAV file the speaker wrote, with its duration; nothing for other speakers.
+void printPlayback(const demo::Playback& playback) {
+    const std::string& path = playback.speaker();
+    SF_INFO info{};
+    SNDFILE* wav = path.size() > 4 && path.compare(path.size() - 4, 4, ".wav") == 0
+                       ? sf_open(path.c_str(), SFM_READ, &info)
+                       : nullptr;
+    if (!wav) return;
+    sf_close(wav);
+    struct stat file {};
+    stat(path.c_str(), &file);
+    std::printf("%-36s %10lld  %s, %.1f s, volume %d then %d\n", path.c_str(),
+                static_cast<long long>(file.st_size), playback.describe().c_str(),
+                info.samplerate ? static_cast<double>(info.frames) / info.samplerate : 0.0,
+                kSpeakerVolume, kLoweredSpeakerVolume);
+}
+
+void printFiles(const Options& options, const StreamFile (&files)[2],
+                const demo::Playback& playback) {
     std::printf("\n%-36s %10s  %s\n", "file", "bytes", "content");
     const StreamOptions* streams[2] = {&options.ch0, &options.ch1};
     for (int ch = 0; ch < 2; ++ch)
@@ -148,6 +191,7 @@ void printFiles(const Options& options, const StreamFile (&files)[2]) {
         std::printf("%-36s %10u  JPEG snapshot of channel %d, %ux%u%s\n", f.path.c_str(), f.bytes,
                     f.channel, streams[f.channel]->width, streams[f.channel]->height,
                     f.underPrivacy ? ", under privacy" : "");
+    printPlayback(playback);
 }
 
 void printLog(unsigned int lowestLevel) {
@@ -186,18 +230,21 @@ int main(int argc, char** argv) {
         printLog(options.logLevel);
         return 1;
     }
+    demo::Playback playback;
     bool ok = startChannel(0, KQ_ENC_H264, options.ch0, options, &files[0]) &&
-              startChannel(1, KQ_ENC_MJPEG, options.ch1, options, &files[1]);
+              startChannel(1, KQ_ENC_MJPEG, options.ch1, options, &files[1]) &&
+              startPlayback(options, &playback);
     if (ok) {
         setUpOverlays(options);
-        run(options, files);
+        run(options, files, playback);
     }
     // Closing waits for a snapshot still on its way.
+    playback.stop();
     kq_close_encoder(0);
     kq_close_encoder(1);
     kq_uninit();
     for (StreamFile& file : files) file.close();
-    printFiles(options, files);
+    printFiles(options, files, playback);
     printLog(options.logLevel);
     return ok ? 0 : 1;
 }

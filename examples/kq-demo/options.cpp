@@ -40,6 +40,8 @@ bool parseValue(const std::string& flag, const char* value, Options* options) {
     if (flag == "--log-level") return parseNumber(value, 1, 4, &options->logLevel);
     if (flag == "--logo") return *value && (options->logo = value, true);
     if (flag == "--icon") return *value && (options->icon = value, true);
+    if (flag == "--speaker") return *value && (options->speaker = value, true);
+    if (flag == "--play") return *value && (options->play = value, true);
     return false;
 }
 
@@ -49,7 +51,7 @@ void printUsage() {
     std::printf(
         "usage: kq-demo [--seconds N] [--out DIR] [--ch0 WxH@FPS] [--ch1 WxH@FPS]\n"
         "               [--bitrate BPS] [--gop N] [--snapshot-every S] [--log-level 1-4]\n"
-        "               [--logo FILE] [--icon FILE]\n"
+        "               [--logo FILE] [--icon FILE] [--speaker NAME] [--play FILE]\n"
         "  --seconds         how long to run (default 10)\n"
         "  --out             folder for the files written (default demo-out)\n"
         "  --ch0             channel 0, H.264 (default 1920x1080@25)\n"
@@ -61,7 +63,11 @@ void printUsage() {
         "  --logo            channel 0's watermark, a 24- or 32-bit BMP (default: the\n"
         "                    build's sample logo)\n"
         "  --icon            channel 1's privacy icon, a 24- or 32-bit BMP (default: the\n"
-        "                    build's sample icon)\n");
+        "                    build's sample icon)\n"
+        "  --speaker         where the sound plays: a .wav path, alsa:NAME (alsa:default\n"
+        "                    to hear it), or any other name for memory (default:\n"
+        "                    playback.wav in the output folder)\n"
+        "  --play            a WAV file to play in a loop (default: a 440 Hz tone)\n");
 }
 
 Parsed parseOptions(int argc, char** argv, Options* options) {

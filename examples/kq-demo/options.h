@@ -25,6 +25,10 @@ struct Options {
     // build makes unless given.
     std::string logo = KQ_DEMO_SAMPLES "/logo.bmp";
     std::string icon = KQ_DEMO_SAMPLES "/icon.bmp";
+    // The sink's device (empty: playback.wav in the output folder) and what it plays
+    // (empty: a tone).
+    std::string speaker;
+    std::string play;
 };
 
 enum class Parsed { Run, Help, Error };
