@@ -170,6 +170,17 @@ TEST_F(PcmSinkTest, RefusedBuffersNeverReachTheJitterBuffer) {
                             "RTS PCM Sink could not queue 128 bytes: the buffer holds fewer"));
 }
 
+TEST_F(PcmSinkTest, ASinkMadeWithoutCreateNeitherPlaysNorTouchesThePlatform) {
+    {
+        module::PcmSink sink;
+        EXPECT_FALSE(sink.IsRunning());
+        sink.Write(counting(0), kFrameBytes);
+        EXPECT_EQ(sink.JitterMs(), 0);
+    }
+    EXPECT_THAT(logTexts(), ElementsAre("RTS PCM Sink is not running!"));
+    EXPECT_THAT(callNames(), IsEmpty()) << "no release without a start";
+}
+
 TEST_F(PcmSinkTest, AFullJitterBufferDropsItsOldestAndSaysSoOnce) {
     auto sink = create("speaker", {16000, 1, 16, 1000});  // slow: 1 s a buffer
     const uint32_t second = 32000;

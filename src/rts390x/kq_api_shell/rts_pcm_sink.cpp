@@ -131,6 +131,7 @@ private:
     bool mMuted = true;
     boost::fibers::mutex mMutex;
 
+    bool mStarted = false;  // by Create
     uint32_t mFrameBytes = 0;
     std::atomic<const std::atomic<bool>*> mWorkerStop{nullptr};
     // Whether the last write found the jitter buffer full, so that a run of drops is
@@ -142,6 +143,7 @@ private:
 // ---- Opening, closing, volume ------------------------------------------------------------
 
 void PcmSink::PrivateImp::start(const char* name, const AudioParam& param) {
+    mStarted = true;
     mName = name;
     mParam = param;
     mFrameBytes = frameBytesOf(param);
@@ -153,7 +155,8 @@ void PcmSink::PrivateImp::start(const char* name, const AudioParam& param) {
 
 PcmSink::PrivateImp::~PrivateImp() {
     mFiber.reset();
-    closeSink();
+    // A sink made without Create never started the platform: it has nothing to release.
+    if (mStarted) closeSink();
 }
 
 void PcmSink::PrivateImp::openSink() {
