@@ -8,10 +8,7 @@ if(NOT status EQUAL 0)
 endif()
 
 string(REPLACE "\n" ";" lines "${symbols}")
-# Type information of standard library and Boost types (_ZTISt..., _ZTIN5boost...) is
-# allowed too: the compiler gives it default visibility wherever the code needs it, as
-# the sanitizers' type checks do for shared pointers and the sink's use of Boost does.
-set(allowed "^(kq_|rts_)|^_Z.*6module|^_Z[0-9]+(gpio_|i2c_act_|get_aud_|set_aud_)|^_ZT[IS](St|N5boost)|^(_init|_fini|_edata|_end|__bss_start)$")
+set(allowed "^(kq_|rts_)|^_Z.*6module|^_Z[0-9]+(gpio_|i2c_act_|get_aud_|set_aud_)|^(_init|_fini|_edata|_end|__bss_start)$")
 set(count 0)
 foreach(line IN LISTS lines)
   if(line STREQUAL "")

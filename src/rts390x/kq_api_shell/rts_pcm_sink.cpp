@@ -81,7 +81,7 @@ bool playable(const AudioParam& param) {
 
 }  // namespace
 
-class PcmSink::PrivateImp {
+class KQ_LOCAL PcmSink::PrivateImp {
 public:
     PrivateImp() = default;
     // Stops the worker, then closes the channel; queued buffers go unplayed.
