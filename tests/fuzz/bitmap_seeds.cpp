@@ -1,53 +1,35 @@
 // Writes the bitmap fuzzer's hand-made seeds into the folder given: a few valid files
 // of each kind the loader takes, and headers broken in each way it must refuse, so the
 // fuzzer starts next to every branch of the parser.
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include "bitmap_files.h"
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using bitmap_files::bmp;
+using bitmap_files::Bytes;
 
-void put(Bytes& b, std::size_t at, uint32_t value, int bytes) {
-    for (int i = 0; i < bytes; ++i) b[at + i] = static_cast<uint8_t>(value >> (8 * i));
+// Padded rows of patterned pixels.
+Bytes rows(int32_t width, int32_t height, uint16_t bits) {
+    const uint32_t stride = (static_cast<uint32_t>(width) * bits + 31) / 32 * 4;
+    Bytes out(std::size_t{stride} * static_cast<uint32_t>(height < 0 ? -height : height));
+    for (std::size_t i = 0; i < out.size(); ++i) out[i] = static_cast<uint8_t>(i * 37);
+    return out;
 }
 
-struct Header {
-    int32_t width = 3, height = 2;
-    uint16_t bits = 24;
-    uint32_t compression = 0;
-    uint32_t infoSize = 40;
-    uint16_t planes = 1;
-};
+Bytes image(uint16_t bits, int32_t height = 2, uint32_t compression = 0, const Bytes& masks = {}) {
+    return bmp(3, height, bits, compression, rows(3, height, bits), masks);
+}
 
-// A BMP with the given header (a positive width), its masks (BI_BITFIELDS) and rows of
-// patterned pixels.
-Bytes bmp(const Header& h, const Bytes& masks = {}) {
-    const uint32_t absHeight = static_cast<uint32_t>(h.height < 0 ? -int64_t{h.height} : h.height);
-    const uint32_t stride = (static_cast<uint32_t>(h.width) * h.bits + 31) / 32 * 4;
-    Bytes b(14 + std::max<uint32_t>(h.infoSize, 40), 0);
-    b[0] = 'B';
-    b[1] = 'M';
-    put(b, 14, h.infoSize, 4);
-    put(b, 18, static_cast<uint32_t>(h.width), 4);
-    put(b, 22, static_cast<uint32_t>(h.height), 4);
-    put(b, 26, h.planes, 2);
-    put(b, 28, h.bits, 2);
-    put(b, 30, h.compression, 4);
-    if (h.infoSize >= 56 && masks.size() >= 16) {
-        for (std::size_t i = 0; i < 16; ++i) b[54 + i] = masks[i];
-    } else {
-        b.insert(b.end(), masks.begin(), masks.end());
-    }
-    put(b, 10, static_cast<uint32_t>(b.size()), 4);
-    for (uint64_t i = 0; i < uint64_t{stride} * absHeight; ++i)
-        b.push_back(static_cast<uint8_t>(i * 37));
-    put(b, 2, static_cast<uint32_t>(b.size()), 4);
-    return b;
+// `file` with `bytes` bytes at `at` set to `value`.
+Bytes changed(Bytes file, std::size_t at, uint32_t value, int bytes) {
+    bitmap_files::put(file, at, value, bytes);
+    return file;
 }
 
 const Bytes kBgraMasks = {0, 0, 0xff, 0, 0, 0xff, 0, 0, 0xff, 0, 0, 0, 0, 0, 0, 0xff};
@@ -59,77 +41,33 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
         return 2;
     }
-    std::vector<std::pair<std::string, Bytes>> seeds;
-    auto seed = [&](const std::string& name, Bytes bytes) { seeds.emplace_back(name, bytes); };
-    auto with = [](Header h, auto change) {
-        change(h);
-        return h;
+    const Bytes good = image(24);
+    const Bytes threeMasks(kBgraMasks.begin(), kBgraMasks.begin() + 12);
+    const std::vector<std::pair<std::string, Bytes>> seeds = {
+        {"rgb24-bottom-up", good},
+        {"rgb32-top-down", image(32, -2)},
+        {"bitfields32-v3", image(32, 2, 3, threeMasks)},
+        // A 56-byte info header carries the alpha mask too.
+        {"bitfields32-alpha", changed(image(32, 2, 3, kBgraMasks), 14, 56, 4)},
+        {"bad-magic", changed(good, 1, 'A', 1)},
+        {"truncated-header", Bytes(good.begin(), good.begin() + 30)},
+        {"truncated-pixels", Bytes(good.begin(), good.end() - 3)},
+        {"offset-past-end", changed(good, 10, 0xfffffff0u, 4)},
+        {"offset-in-header", changed(good, 10, 20, 4)},
+        {"info-size-past-end", changed(good, 14, 0xffffffffu, 4)},
+        {"old-core-header", changed(good, 14, 12, 4)},
+        {"two-planes", changed(good, 26, 2, 2)},
+        {"16-bit", image(16)},
+        {"rle8", image(8, 2, 1)},
+        {"bitfields-without-masks", image(32, 2, 3)},
+        {"zero-width", changed(good, 18, 0, 4)},
+        {"negative-width", changed(good, 18, static_cast<uint32_t>(-3), 4)},
+        {"too-wide", changed(good, 18, 9000, 4)},
+        {"most-negative-height", changed(good, 22, 0x80000000u, 4)},
     };
-
-    seed("rgb24-bottom-up", bmp({}));
-    seed("rgb32-top-down", bmp(with({}, [](Header& h) {
-             h.bits = 32;
-             h.height = -2;
-         })));
-    seed("bitfields32-v3", bmp(with({},
-                                    [](Header& h) {
-                                        h.bits = 32;
-                                        h.compression = 3;
-                                    }),
-                               Bytes(kBgraMasks.begin(), kBgraMasks.begin() + 12)));
-    seed("bitfields32-v5-alpha", bmp(with({},
-                                          [](Header& h) {
-                                              h.bits = 32;
-                                              h.compression = 3;
-                                              h.infoSize = 124;
-                                          }),
-                                     kBgraMasks));
-
-    Bytes good = bmp({});
-    Bytes broken = good;
-    broken[1] = 'A';
-    seed("bad-magic", broken);
-    seed("truncated-header", Bytes(good.begin(), good.begin() + 30));
-    seed("truncated-pixels", Bytes(good.begin(), good.end() - 3));
-    broken = good;
-    put(broken, 10, 0xfffffff0u, 4);
-    seed("offset-past-end", broken);
-    broken = good;
-    put(broken, 10, 20, 4);
-    seed("offset-in-header", broken);
-    broken = good;
-    put(broken, 14, 0xffffffffu, 4);
-    seed("info-size-past-end", broken);
-    seed("old-core-header", bmp(with({}, [](Header& h) { h.infoSize = 12; })));
-    seed("two-planes", bmp(with({}, [](Header& h) { h.planes = 2; })));
-    seed("16-bit", bmp(with({}, [](Header& h) { h.bits = 16; })));
-    seed("rle8", bmp(with({}, [](Header& h) {
-             h.bits = 8;
-             h.compression = 1;
-         })));
-    seed("bitfields-without-masks", bmp(with({}, [](Header& h) {
-             h.bits = 32;
-             h.compression = 3;
-         })));
-    broken = good;
-    put(broken, 18, 0, 4);
-    seed("zero-width", broken);
-    broken = good;
-    put(broken, 18, static_cast<uint32_t>(-3), 4);
-    seed("negative-width", broken);
-    broken = good;
-    put(broken, 18, 9000, 4);
-    seed("too-wide", broken);
-    broken = good;
-    put(broken, 22, 0x80000000u, 4);
-    seed("most-negative-height", broken);
-
     for (const auto& [name, bytes] : seeds) {
-        std::string path = std::string(argv[1]) + "/" + name + ".bmp";
-        std::ofstream out(path, std::ios::binary);
-        out.write(reinterpret_cast<const char*>(bytes.data()),
-                  static_cast<std::streamsize>(bytes.size()));
-        if (!out) {
+        const std::string path = std::string(argv[1]) + "/" + name + ".bmp";
+        if (!bitmap_files::writeFile(path, bytes)) {
             std::fprintf(stderr, "cannot write %s\n", path.c_str());
             return 1;
         }

@@ -6,13 +6,15 @@
 #include <atomic>
 #include <thread>
 
-#include "library/bitmap_file.h"
+#include "bitmap_files.h"
 #include "library/library_fixture.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
+
+using bitmap_files::writeBitmapFile;
 
 constexpr int kInjected = -5;
 const std::string kInjectedText = "-5, Input/output error";

@@ -9,44 +9,16 @@
 
 #include <gtest/gtest.h>
 
+#include "bitmap_files.h"
 #include "module/bitmap.h"
 
 using namespace module;
 
 namespace {
 
-using Bytes = std::vector<uint8_t>;
-
-void put16(Bytes& b, size_t at, uint32_t v) {
-    b[at] = v & 0xff;
-    b[at + 1] = (v >> 8) & 0xff;
-}
-
-void put32(Bytes& b, size_t at, uint32_t v) {
-    put16(b, at, v & 0xffff);
-    put16(b, at + 2, v >> 16);
-}
-
-// A BMP with a 40-byte info header, `extra` bytes between header and pixels (for
-// the masks) and the given pixel rows, already padded.
-Bytes bmp(int32_t width, int32_t height, uint16_t bits, uint32_t compression, const Bytes& rows,
-          const Bytes& extra = {}) {
-    Bytes b(54);
-    b[0] = 'B';
-    b[1] = 'M';
-    const size_t offset = b.size() + extra.size();
-    put32(b, 2, static_cast<uint32_t>(offset + rows.size()));
-    put32(b, 10, static_cast<uint32_t>(offset));
-    put32(b, 14, 40);
-    put32(b, 18, static_cast<uint32_t>(width));
-    put32(b, 22, static_cast<uint32_t>(height));
-    put16(b, 26, 1);
-    put16(b, 28, bits);
-    put32(b, 30, compression);
-    b.insert(b.end(), extra.begin(), extra.end());
-    b.insert(b.end(), rows.begin(), rows.end());
-    return b;
-}
+using bitmap_files::bmp;
+using bitmap_files::Bytes;
+using bitmap_files::put;
 
 const Bytes kStandardMasks = {0, 0, 0xff, 0, 0, 0xff, 0, 0, 0xff, 0, 0, 0};
 
@@ -55,8 +27,7 @@ protected:
     void TearDown() override { std::remove(mPath.c_str()); }
 
     std::shared_ptr<Buf> load(const Bytes& file) {
-        std::ofstream(mPath, std::ios::binary)
-            .write(reinterpret_cast<const char*>(file.data()), static_cast<std::streamsize>(file.size()));
+        bitmap_files::writeFile(mPath, file);
         std::memset(&mInfo, 0xab, sizeof(mInfo));
         return GetPureBitmap(mPath.c_str(), &mInfo);
     }
@@ -120,19 +91,19 @@ TEST_F(BitmapTest, RefusesMalformedOrUnsupportedFiles) {
     expectRefused(Bytes(good.begin(), good.begin() + 40), "truncated header");
     expectRefused(Bytes(good.begin(), good.end() - 1), "truncated pixel data");
     Bytes offsetPastEnd = good;
-    put32(offsetPastEnd, 10, 0xfffffff0u);
+    put(offsetPastEnd, 10, 0xfffffff0u, 4);
     expectRefused(offsetPastEnd, "pixel offset past the end");
     Bytes offsetInHeader = good;
-    put32(offsetInHeader, 10, 20);
+    put(offsetInHeader, 10, 20, 4);
     expectRefused(offsetInHeader, "pixel offset inside the header");
     Bytes infoPastEnd = good;
-    put32(infoPastEnd, 14, 0xffffffffu);
+    put(infoPastEnd, 14, 0xffffffffu, 4);
     expectRefused(infoPastEnd, "info header past the end");
     Bytes twoPlanes = good;
-    put16(twoPlanes, 26, 2);
+    put(twoPlanes, 26, 2, 2);
     expectRefused(twoPlanes, "two planes");
     Bytes smallHeader = good;
-    put32(smallHeader, 14, 12);
+    put(smallHeader, 14, 12, 4);
     expectRefused(smallHeader, "old 12-byte header");
 
     expectRefused(bmp(9000, 1, 24, 0, Bytes(27000, 0)), "too wide");

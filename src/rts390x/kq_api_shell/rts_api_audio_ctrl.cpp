@@ -12,17 +12,40 @@ namespace kq {
 int aud_out_mute = 0;
 int aud_in_mute = 0;
 
-}  // namespace kq
+namespace {
 
-using kq::aud_in_mute;
-using kq::aud_out_mute;
+// One direction: its mute flag, its support library calls and their failure texts.
+struct VolumePath {
+    int& mute;
+    int (*getVolume)(int*);
+    int (*setVolume)(int);
+    int (*enableMute)(int);
+    const char* getFailure;
+    const char* muteFailure;
+    const char* setFailure;
+};
 
-int get_aud_out_volume() {
-    if (aud_out_mute != 0) return 0;
+const VolumePath kSpeaker = {aud_out_mute,
+                             get_playback_volume,
+                             set_playback_volume,
+                             enable_playback_mute,
+                             "get playback volume fail!",
+                             "enable playback mute fail!",
+                             "set playback volume fail!"};
+const VolumePath kMicrophone = {aud_in_mute,
+                                get_capture_volume,
+                                set_capture_volume,
+                                enable_capture_mute,
+                                "get capture volume fail!",
+                                "enable capture mute fail!",
+                                "set capture volume fail!"};
+
+int getVolume(const VolumePath& path) {
+    if (path.mute != 0) return 0;
     int volume = -1;
-    int r = get_playback_volume(&volume);
+    int r = path.getVolume(&volume);
     if (r < 0) {
-        KQ_ERROR("get playback volume fail!");
+        KQ_ERROR("%s", path.getFailure);
         return r;
     }
     return volume;
@@ -30,43 +53,25 @@ int get_aud_out_volume() {
 
 // The flag changes first and stays changed when the support library refuses the mute;
 // the volume is then left alone.
-int set_aud_out_volume(int volume) {
-    aud_out_mute = volume == 0 ? 1 : 0;
-    int r = enable_playback_mute(aud_out_mute);
+int setVolume(const VolumePath& path, int volume) {
+    path.mute = volume == 0 ? 1 : 0;
+    int r = path.enableMute(path.mute);
     if (r < 0) {
-        KQ_ERROR("enable playback mute fail!");
+        KQ_ERROR("%s", path.muteFailure);
         return r;
     }
-    r = set_playback_volume(volume);
+    r = path.setVolume(volume);
     if (r < 0) {
-        KQ_ERROR("set playback volume fail!");
-        return r;
-    }
-    return volume;
-}
-
-int get_aud_in_volume() {
-    if (aud_in_mute != 0) return 0;
-    int volume = -1;
-    int r = get_capture_volume(&volume);
-    if (r < 0) {
-        KQ_ERROR("get capture volume fail!");
+        KQ_ERROR("%s", path.setFailure);
         return r;
     }
     return volume;
 }
 
-int set_aud_in_volume(int volume) {
-    aud_in_mute = volume == 0 ? 1 : 0;
-    int r = enable_capture_mute(aud_in_mute);
-    if (r < 0) {
-        KQ_ERROR("enable capture mute fail!");
-        return r;
-    }
-    r = set_capture_volume(volume);
-    if (r < 0) {
-        KQ_ERROR("set capture volume fail!");
-        return r;
-    }
-    return volume;
-}
+}  // namespace
+}  // namespace kq
+
+int get_aud_out_volume() { return kq::getVolume(kq::kSpeaker); }
+int set_aud_out_volume(int volume) { return kq::setVolume(kq::kSpeaker, volume); }
+int get_aud_in_volume() { return kq::getVolume(kq::kMicrophone); }
+int set_aud_in_volume(int volume) { return kq::setVolume(kq::kMicrophone, volume); }

@@ -74,9 +74,9 @@ uint32_t frameBytesOf(const AudioParam& param) {
     return sampleBytes * ((uint32_t{param.frameMs} * param.sampleRate) / 1000);
 }
 
-bool playable(const AudioParam& param) {
+bool playable(const AudioParam& param, uint32_t frameBytes) {
     return param.sampleRate && param.channels && param.bitsPerSample && param.frameMs &&
-           frameBytesOf(param) > 0 && frameBytesOf(param) <= kMaxFrameBytes;
+           frameBytes > 0 && frameBytes <= kMaxFrameBytes;
 }
 
 }  // namespace
@@ -171,7 +171,7 @@ void PcmSink::PrivateImp::openSink() {
         return;
     }
     // Checked once the platform is started, so that closeSink's release pairs with it.
-    if (!playable(mParam)) {
+    if (!playable(mParam, mFrameBytes)) {
         KQ_ERROR("RTS PCM Sink cannot play %u Hz, %u channels, %u bits, %u ms: a device "
                  "buffer must hold 1 to %u bytes\n",
                  mParam.sampleRate, unsigned{mParam.channels}, unsigned{mParam.bitsPerSample},
