@@ -17,3 +17,16 @@ elseif(KQ_SANITIZER STREQUAL "thread")
 elseif(NOT KQ_SANITIZER STREQUAL "")
   message(FATAL_ERROR "KQ_SANITIZER must be empty, address or thread")
 endif()
+
+# 64-bit atomics, which 32-bit MIPS implements in libatomic: kq_atomic links it where
+# the compiler needs it.
+include(CheckCXXSourceCompiles)
+set(_kq_atomic_probe "#include <atomic>
+#include <cstdint>
+std::atomic<uint64_t> counter{0};
+int main() { return static_cast<int>(counter.fetch_add(1)); }")
+check_cxx_source_compiles("${_kq_atomic_probe}" KQ_ATOMICS_BUILT_IN)
+add_library(kq_atomic INTERFACE)
+if(NOT KQ_ATOMICS_BUILT_IN)
+  target_link_libraries(kq_atomic INTERFACE atomic)
+endif()

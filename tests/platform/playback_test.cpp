@@ -1,7 +1,6 @@
 // The host platform's playback channels and audio queues: attribute and send refusals,
 // the queue's buffer pool, and the speakers (WAV file, memory, ALSA) playing in real
 // time with underruns, overflows and the playback volume.
-#include <dirent.h>
 #include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,6 +22,7 @@
 
 #include "camera_support.h"
 #include "host_control.h"
+#include "platform/task_count.h"
 #include "rts_av.h"
 
 using namespace std::chrono_literals;
@@ -73,22 +73,6 @@ Bytes constantSamples(std::size_t count, int16_t value) {
 
 int16_t sampleAt(const Bytes& bytes, std::size_t index) {
     return static_cast<int16_t>(bytes[2 * index] | bytes[2 * index + 1] << 8);
-}
-
-std::size_t taskCount() {
-    std::size_t count = 0;
-    if (DIR* dir = opendir("/proc/self/task")) {
-        while (dirent* entry = readdir(dir)) count += entry->d_name[0] != '.';
-        closedir(dir);
-    }
-    return count;
-}
-
-// The process's thread count once it settles: a joined thread may linger a moment in
-// /proc, notably under emulation.
-std::size_t settledTaskCount(std::size_t expected) {
-    for (int i = 0; i < 200 && taskCount() != expected; ++i) std::this_thread::sleep_for(10ms);
-    return taskCount();
 }
 
 class Playback : public ::testing::Test {

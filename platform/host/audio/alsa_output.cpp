@@ -2,17 +2,10 @@
 
 #include <cstdio>
 
+#include "audio/alsa_format.h"
+
 namespace host::audio {
 namespace {
-
-snd_pcm_format_t alsaFormatOf(uint32_t bitsPerSample) {
-    switch (bitsPerSample) {
-    case 8: return SND_PCM_FORMAT_U8;
-    case 16: return SND_PCM_FORMAT_S16_LE;
-    case 24: return SND_PCM_FORMAT_S24_3LE;  // packed in three bytes
-    default: return SND_PCM_FORMAT_S32_LE;
-    }
-}
 
 void report(const std::string& pcmName, const char* step, int rc) {
     std::fprintf(stderr, "host playback: ALSA PCM \"%s\": %s: %s\n", pcmName.c_str(), step,

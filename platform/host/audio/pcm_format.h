@@ -1,4 +1,4 @@
-// The sample layout of a playback stream: interleaved frames of `channels` samples,
+// The sample layout of a playback or capture stream: interleaved frames of `channels` samples,
 // 8-bit unsigned (as in WAV) or 16, 24 (packed in three bytes) or 32-bit signed
 // little-endian.
 #pragma once
@@ -26,6 +26,11 @@ struct PcmFormat {
     // The byte a silent sample is made of: 0x80 for unsigned 8-bit, else 0.
     uint8_t silenceByte() const { return bitsPerSample == 8 ? 0x80 : 0x00; }
 };
+
+inline bool operator==(const PcmFormat& a, const PcmFormat& b) {
+    return a.rate == b.rate && a.bitsPerSample == b.bitsPerSample && a.channels == b.channels;
+}
+inline bool operator!=(const PcmFormat& a, const PcmFormat& b) { return !(a == b); }
 
 // 8, 16, 24 or 32 bits, 1 to kMaxChannels channels, kMinRate to kMaxRate Hz.
 bool validPlaybackFormat(const PcmFormat& format);

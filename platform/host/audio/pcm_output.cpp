@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "audio/device_name.h"
 #include "audio/memory_output.h"
 #include "audio/wav_file_output.h"
 #ifdef KQ_HOST_ALSA
@@ -11,18 +12,6 @@
 
 namespace host::audio {
 namespace {
-
-constexpr char kAlsaPrefix[] = "alsa:";
-constexpr char kWavSuffix[] = ".wav";
-
-bool startsWith(const std::string& text, const std::string& prefix) {
-    return text.compare(0, prefix.size(), prefix) == 0;
-}
-
-bool endsWith(const std::string& text, const std::string& suffix) {
-    return text.size() >= suffix.size() &&
-           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
 
 int openAlsa(const std::string& pcmName, const PcmFormat& format,
              std::unique_ptr<PcmOutput>* output) {
@@ -42,9 +31,12 @@ int openAlsa(const std::string& pcmName, const PcmFormat& format,
 
 int openPcmOutput(const std::string& name, const PcmFormat& format,
                   std::unique_ptr<PcmOutput>* output) {
-    if (startsWith(name, kAlsaPrefix))
-        return openAlsa(name.substr(sizeof kAlsaPrefix - 1), format, output);
-    if (endsWith(name, kWavSuffix)) return WavFileOutput::open(name, format, output);
+    DeviceName device = parseDeviceName(name);
+    switch (device.kind) {
+    case DeviceKind::Alsa: return openAlsa(device.target, format, output);
+    case DeviceKind::WavFile: return WavFileOutput::open(device.target, format, output);
+    case DeviceKind::Builtin: break;
+    }
     output->reset(new MemoryOutput(format));
     return 0;
 }

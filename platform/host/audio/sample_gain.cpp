@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "audio/pcm_sample.h"
+
 namespace host::audio {
 namespace {
 
@@ -11,31 +13,6 @@ int64_t scaled(int64_t sample, uint32_t gain) {
     // Rounds to nearest; the arithmetic shift rounds negative halves towards +inf,
     // which keeps the result within the sample's range for any gain below unity.
     return (sample * gain + (int64_t{1} << 15)) >> 16;
-}
-
-int32_t readSample(const uint8_t* p, uint32_t bytes) {
-    switch (bytes) {
-    case 1: return int32_t{p[0]} - 0x80;
-    case 2: return static_cast<int16_t>(p[0] | p[1] << 8);
-    case 3: {
-        uint32_t raw = uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16;
-        return static_cast<int32_t>(raw << 8) >> 8;  // sign-extends bit 23
-    }
-    default: {
-        uint32_t raw;
-        std::memcpy(&raw, p, sizeof raw);  // the host is little-endian like the files
-        return static_cast<int32_t>(raw);
-    }
-    }
-}
-
-void writeSample(uint8_t* p, uint32_t bytes, int32_t value) {
-    if (bytes == 1) {
-        p[0] = static_cast<uint8_t>(value + 0x80);
-        return;
-    }
-    auto raw = static_cast<uint32_t>(value);
-    for (uint32_t i = 0; i < bytes; ++i) p[i] = static_cast<uint8_t>(raw >> (8 * i));
 }
 
 }  // namespace

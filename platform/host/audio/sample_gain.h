@@ -1,4 +1,4 @@
-// The playback volume applied to samples on their way to the speaker.
+// The volume applied to samples on their way to the speaker, and from the microphone.
 //
 // The curve is a decibel taper: volume 100 is unity gain and leaves every sample
 // bit-exact, each step below takes 0.5 dB off (50 is -25 dB, 1 is -49.5 dB), and

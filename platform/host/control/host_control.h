@@ -12,9 +12,9 @@
 namespace hostctl {
 
 // Back to the state of a fresh process: no channels, platform not initialised,
-// default image settings, volumes at 100 and unmuted, a bare board, empty journal, no
-// pending failures, no log records, and the log shown as the environment chooses (see
-// setShownLevels()).
+// default image settings, volumes at 100 and unmuted, a bare board, no AAC encoder
+// packs, empty journal, no pending failures, no log records, and the log shown as the
+// environment chooses (see setShownLevels()).
 void reset();
 
 // The journal and the captured log records keep only their latest entries, within a
@@ -121,6 +121,15 @@ std::vector<uint8_t> i2cRegisters(int bus, int device);
 // -ENXIO for no such device, -ERANGE past the end of its map.
 int setI2cRegisters(int bus, int device, std::size_t address, const std::vector<uint8_t>& bytes);
 
+// ---- AAC encoder packs ----------------------------------------------------------------------
+
+// Whether the host was built with libavcodec's AAC encoder; without it,
+// create_aac_encoder_pack() fails with -ENOTSUP. The packs' formats, output and codes:
+// support/aac_encoder_pack.cpp and support/frame_backlog.h.
+bool aacEncoderAvailable();
+// Packs created and not yet destroyed (at most 16).
+int aacEncoderPacks();
+
 // ---- Channels -----------------------------------------------------------------------------
 
 int liveChannelCount();
@@ -146,6 +155,30 @@ int pushBuffer(int chn, const std::vector<uint8_t>& bytes, uint64_t timestampUs,
 void waitCallbacksIdle();
 // How many rts_av_init() are not yet paired with a release.
 int platformInitCount();
+
+// ---- Capture channels -----------------------------------------------------------------------
+
+// A capture channel captures from rts_av_enable_chn() until it is disabled or destroyed.
+// Its attributes' device name picks the microphone: a path ending in ".wav" that file
+// played in a loop (its rate and channel count must be the channel's, else enabling
+// fails with -EINVAL; a missing file fails with -ENOENT), "alsa:NAME" ALSA's PCM NAME,
+// anything else a sine tone of kCaptureToneHz at kCaptureToneLevel of full scale
+// (-12 dBFS) in every channel. It delivers one buffer per kCapturePeriodMs, stamped with
+// its first sample's time on the monotonic clock, through the resample channels bound
+// to it (formats converted with libswresample, equal formats passed on untouched) to
+// the encode channels, at the support library's capture volume. An encode channel
+// delivers PCM of its profile's format only: enabling one fed another format fails with
+// -EINVAL, and buffers that reach it in another format later are counted as dropped.
+constexpr unsigned int kCapturePeriodMs = 20;
+constexpr unsigned int kCaptureToneHz = 1000;
+constexpr double kCaptureToneLevel = 0.25;
+
+struct CaptureStats {
+    uint64_t periods;      // read from the microphone since the channel was enabled
+    uint64_t inputErrors;  // reads the microphone failed (an ALSA overrun, say)
+};
+// Zeros for a channel that is not capturing.
+CaptureStats captureStats(int chn);
 
 // ---- Playback channels ----------------------------------------------------------------------
 

@@ -55,6 +55,19 @@ int Channel::stopReceiving() {
     return 0;
 }
 
+std::optional<AudioFormat> Channel::deliveredFormat() const {
+    if (mKind == ChannelKind::AudioResample) return std::get<AudioFormat>(mConfig);
+    if (mKind != ChannelKind::AudioCapture) return std::nullopt;
+    const auto& attr = std::get<rts_audio_attr>(mConfig);
+    return AudioFormat{attr.rate, attr.format, attr.channels};
+}
+
+bool Channel::encodes(const AudioFormat& format) const {
+    if (!mProfile) return true;
+    const auto& a = mProfile->audio;
+    return AudioFormat{a.sampleRate, a.bitsPerSample, a.channels} == format;
+}
+
 int Channel::startSending() {
     if (!acceptsBuffers(mKind)) return -EINVAL;
     if (!mEnabled) return -EPERM;

@@ -59,6 +59,12 @@ public:
     bool scripted() const { return mScripted; }
     void setScripted(bool scripted) { mScripted = scripted; }
 
+    // The samples a capture or resample channel delivers; none for other kinds.
+    std::optional<AudioFormat> deliveredFormat() const;
+    // Whether an encode channel delivers what it is fed in `format`: any format while it
+    // has no profile, else only its profile's, since a PCM encoder does not convert.
+    bool encodes(const AudioFormat& format) const;
+
     bool sending() const { return mSending; }
     // -EINVAL for a kind that takes no buffers, -EPERM while disabled.
     int startSending();

@@ -28,8 +28,8 @@ bool validFrameSide(uint32_t pixels) {
 }
 
 bool validAudioFormat(const AudioFormat& format) {
-    bool knownWidth =
-        format.bitsPerSample == 8 || format.bitsPerSample == 16 || format.bitsPerSample == 32;
+    bool knownWidth = format.bitsPerSample == 8 || format.bitsPerSample == 16 ||
+                      format.bitsPerSample == 24 || format.bitsPerSample == 32;
     return knownWidth && format.rate >= kMinAudioRate && format.rate <= kMaxAudioRate &&
            format.channels >= 1 && format.channels <= kMaxAudioChannels;
 }
@@ -53,11 +53,6 @@ bool validAudioProfile(const rts_av_profile& profile) {
     const auto& a = profile.audio;
     return profile.format == RTS_AUDIO_FMT_PCM &&
            validAudioFormat({a.sampleRate, a.bitsPerSample, a.channels});
-}
-
-bool knownEncodeType(int type) {
-    return type == RTS_AUDIO_ENCODE_PCM || type == kAudioEncodeG711Alaw ||
-           type == kAudioEncodeG711Ulaw || type == kAudioEncodeAac;
 }
 
 }  // namespace
@@ -101,7 +96,7 @@ std::optional<ChannelConfig> makeResampleConfig(uint32_t rate, uint32_t bitsPerS
 }
 
 std::optional<ChannelConfig> makeAudioEncodeConfig(int type, uint32_t bitrate) {
-    if (!knownEncodeType(type) || bitrate > kMaxAudioBitrate) return std::nullopt;
+    if (type != RTS_AUDIO_ENCODE_PCM || bitrate > kMaxAudioBitrate) return std::nullopt;
     return AudioEncodeAttr{type, bitrate};
 }
 

@@ -7,25 +7,20 @@
 #include <optional>
 #include <variant>
 
+#include "audio/pcm_format.h"
 #include "media/channel_kind.h"
 #include "rts_av.h"
 
 namespace host::media {
 
 // Sample format of an audio stream.
-struct AudioFormat {
-    uint32_t rate;           // Hz
-    uint32_t bitsPerSample;
-    uint32_t channels;
-};
+using AudioFormat = audio::PcmFormat;
 
-// Encode types the host accepts besides RTS_AUDIO_ENCODE_PCM.
-constexpr int kAudioEncodeG711Alaw = 1;
-constexpr int kAudioEncodeG711Ulaw = 2;
-constexpr int kAudioEncodeAac = 5;
-
+// Encode channels deliver plain PCM (RTS_AUDIO_ENCODE_PCM) only: the host has no G.711
+// or AAC encode channel (AAC comes from the support library's encoder pack), and a
+// channel of such a type would deliver nothing, so other types are refused.
 struct AudioEncodeAttr {
-    int type;          // RTS_AUDIO_ENCODE_PCM or kAudioEncode...
+    int type;          // RTS_AUDIO_ENCODE_PCM
     uint32_t bitrate;  // bits per second; 0 follows from the input
 };
 

@@ -12,7 +12,7 @@ enum class ChannelKind {
     AudioCapture,   // microphone
     AudioPlayback,  // speaker
     AudioResample,  // converts rate, sample width and channel count
-    AudioEncode,    // compresses (or passes on) captured audio
+    AudioEncode,    // delivers captured audio (plain PCM)
 };
 
 // Whether rts_av_set_profile() applies to the kind.

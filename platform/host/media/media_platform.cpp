@@ -67,11 +67,29 @@ int MediaPlatform::bind(int src, int dst) {
 
 int MediaPlatform::enable(int chn) {
     return withChannel(chn, [&](Channel& c) {
-        int rc = c.enable();
-        if (rc == 0 && c.kind() == ChannelKind::Isp && !mStreams.count(chn))
+        if (c.enabled()) return 0;
+        if (int rc = checkFormatFed(c); rc != 0) return rc;
+        if (int rc = c.enable(); rc != 0) return rc;
+        if (c.kind() == ChannelKind::Isp && !mStreams.count(chn))
             mStreams[chn] = std::make_unique<VideoStream>(*this, chn);
-        return rc;
+        if (c.kind() == ChannelKind::AudioCapture && !mCaptures.count(chn)) {
+            const auto& attr = std::get<rts_audio_attr>(c.config());
+            if (int rc = CaptureStream::open(*this, chn, attr, &mCaptures[chn]); rc != 0) {
+                mCaptures.erase(chn);
+                c.disable();
+                return rc;
+            }
+        }
+        return 0;
     });
+}
+
+int MediaPlatform::checkFormatFed(const Channel& c) {
+    if (c.kind() != ChannelKind::AudioEncode) return 0;
+    // Without a source, the channel's own rules refuse it.
+    Channel* source = mChannels.find(c.source());
+    std::optional<AudioFormat> fed = source ? source->deliveredFormat() : std::nullopt;
+    return fed && !c.encodes(*fed) ? -EINVAL : 0;
 }
 
 int MediaPlatform::disable(int chn) {
@@ -79,6 +97,7 @@ int MediaPlatform::disable(int chn) {
     return withChannel(chn, [&](Channel& c) {
         c.disable();
         stopped.streams.push_back(takeStream(chn));
+        stopped.captures.push_back(takeCapture(chn));
         silenceSpeaker(chn, stopped);
         return 0;
     });
@@ -306,6 +325,47 @@ bool MediaPlatform::routeOf(int isp, StreamRoute* route) {
     return true;
 }
 
+namespace {
+
+// Adds `chn` to the route when somebody takes its buffers and it is not scripted.
+void addTarget(int chn, const Channel& c, int resampler, const AudioFormat& format,
+               CaptureRoute* route) {
+    if (!c.wanted() || c.scripted()) return;
+    bool accepted = c.kind() != ChannelKind::AudioEncode || c.encodes(format);
+    route->targets.push_back({chn, resampler, format, accepted});
+}
+
+}  // namespace
+
+bool MediaPlatform::captureRouteOf(int capture, CaptureRoute* route) {
+    route->targets.clear();  // keeps its capacity
+    Guard lock(mMutex);
+    Channel* microphone = mChannels.find(capture);
+    if (!microphone || !microphone->enabled()) return false;
+    const AudioFormat captured = *microphone->deliveredFormat();
+    addTarget(capture, *microphone, kNoChannel, captured, route);
+    mChannels.forEach([&](int id, Channel& c) {
+        if (c.source() != capture || !c.enabled()) return;
+        if (c.kind() != ChannelKind::AudioResample) {
+            addTarget(id, c, kNoChannel, captured, route);
+            return;
+        }
+        const AudioFormat converted = *c.deliveredFormat();
+        addTarget(id, c, id, converted, route);
+        mChannels.forEach([&](int encoder, Channel& e) {
+            if (e.source() == id && e.enabled()) addTarget(encoder, e, id, converted, route);
+        });
+    });
+    return true;
+}
+
+std::optional<CaptureCounts> MediaPlatform::captureCounts(int chn) {
+    Guard lock(mMutex);
+    auto it = mCaptures.find(chn);
+    if (it == mCaptures.end()) return std::nullopt;
+    return it->second->counts();
+}
+
 int MediaPlatform::setScripted(int chn, bool scripted) {
     return withChannel(chn, [scripted](Channel& c) {
         if (!c.output()) return -EINVAL;
@@ -483,8 +543,17 @@ std::unique_ptr<VideoStream> MediaPlatform::takeStream(int chn) {
     return stream;
 }
 
+std::unique_ptr<CaptureStream> MediaPlatform::takeCapture(int chn) {
+    auto it = mCaptures.find(chn);
+    if (it == mCaptures.end()) return nullptr;
+    std::unique_ptr<CaptureStream> stream = std::move(it->second);
+    mCaptures.erase(it);
+    return stream;
+}
+
 void MediaPlatform::destroyChannel(Lock& lock, int chn, Stopped& stopped) {
     stopped.streams.push_back(takeStream(chn));
+    stopped.captures.push_back(takeCapture(chn));
     silenceSpeaker(chn, stopped);
     if (ChannelOutput* output = mChannels.find(chn)->output()) output->clear();
     cancelCallbacks(lock, chn);
@@ -500,6 +569,8 @@ void MediaPlatform::destroyChannel(Lock& lock, int chn, Stopped& stopped) {
 void MediaPlatform::destroyAll(Lock& lock, Stopped& stopped) {
     for (auto& [chn, stream] : mStreams) stopped.streams.push_back(std::move(stream));
     mStreams.clear();
+    for (auto& [chn, stream] : mCaptures) stopped.captures.push_back(std::move(stream));
+    mCaptures.clear();
     for (auto& [chn, speaker] : mSpeakers) stopped.speakers.push_back(speaker);
     cancelCallbacks(lock, kNoChannel);
     mChannels.forEach([this](int, Channel& c) {

@@ -18,6 +18,8 @@
 #include "camera_support.h"
 #include "media/audio_queues.h"
 #include "media/buffer_pool.h"
+#include "media/capture_route.h"
+#include "media/capture_stream.h"
 #include "media/channel_config.h"
 #include "media/channel_registry.h"
 #include "media/control_handles.h"
@@ -43,6 +45,10 @@ public:
     int create(ChannelKind kind, std::optional<ChannelConfig> config);
     int setProfile(int chn, const rts_av_profile* profile);
     int bind(int src, int dst);
+    // Enabling a capture channel opens its input (the device its attributes name) and
+    // starts capturing; an input that cannot be opened fails with its code and leaves
+    // the channel disabled. An encode channel whose profile names another format than
+    // its source delivers is refused with -EINVAL (see Channel::encodes()).
     int enable(int chn);
     int disable(int chn);
     int destroy(int chn);
@@ -96,6 +102,11 @@ public:
     // Where image channel `isp`'s pictures go now; false (and no encoders) while the
     // channel is not enabled.
     bool routeOf(int isp, StreamRoute* route);
+    // Where capture channel `capture`'s samples go now; false (and no targets) while
+    // the channel is not enabled.
+    bool captureRouteOf(int capture, CaptureRoute* route);
+    // What capture channel `chn` has read while enabled; none while it is not capturing.
+    std::optional<CaptureCounts> captureCounts(int chn);
 
     // For tests: scripted channels make nothing themselves, and push() hands them
     // buffers as if they had. push: -ENOENT, -EINVAL for a kind without buffers, -EPERM
@@ -144,13 +155,14 @@ private:
     using Lock = std::unique_lock<std::mutex>;
     using Speaker = std::shared_ptr<audio::PlaybackDevice>;
 
-    // The video streams and speakers a call takes out of service under the lock. They
-    // are stopped when this goes, which must be after the lock is released, since
-    // stopping waits for their threads: declare it before the lock. Audio queue pools
-    // dropped with them are freed last, once no speaker can be copying from them.
+    // The video and capture streams and speakers a call takes out of service under the
+    // lock. They are stopped when this goes, which must be after the lock is released,
+    // since stopping waits for their threads: declare it before the lock. Audio queue
+    // pools dropped with them are freed last, once no speaker can be copying from them.
     struct Stopped {
         std::vector<std::unique_ptr<BufferPool>> pools;
         std::vector<std::unique_ptr<VideoStream>> streams;
+        std::vector<std::unique_ptr<CaptureStream>> captures;
         std::vector<Speaker> speakers;
         ~Stopped();
     };
@@ -159,6 +171,9 @@ private:
     void destroyAll(Lock& lock, Stopped& stopped);
     void destroyChannel(Lock& lock, int chn, Stopped& stopped);
     std::unique_ptr<VideoStream> takeStream(int chn);
+    std::unique_ptr<CaptureStream> takeCapture(int chn);
+    // 0, or -EINVAL for an encode channel that cannot deliver what its source feeds it.
+    int checkFormatFed(const Channel& c);
     // Opens playback channel `chn`'s speaker; 0 or the device's code.
     int openSpeaker(int chn, const Channel& c, Stopped& stopped);
     // Stops the channel's speaker, if running; it stays for inspection.
@@ -184,7 +199,8 @@ private:
     int mInitCount = 0;
     ChannelRegistry mChannels;
     ControlHandles mHandles;
-    std::map<int, std::unique_ptr<VideoStream>> mStreams;  // by image channel
+    std::map<int, std::unique_ptr<VideoStream>> mStreams;     // by image channel
+    std::map<int, std::unique_ptr<CaptureStream>> mCaptures;  // by capture channel
     std::map<int, Speaker> mSpeakers;                      // by playback channel
     AudioQueues mAudioQueues;
     // Pools of destroyed channels whose buffers are still out.

@@ -1,10 +1,9 @@
 #include "media/video_stream.h"
 
-#include <time.h>
-
 #include <cerrno>
 
 #include "media/media_platform.h"
+#include "media/monotonic_clock.h"
 #include "support/image_settings.h"
 #include "support/overlay_drawing.h"
 
@@ -12,13 +11,6 @@ namespace host::media {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-uint64_t monotonicMicroseconds() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1000000u +
-           static_cast<uint64_t>(now.tv_nsec) / 1000u;
-}
 
 // A profile's frame rate is denominator / numerator pictures a second.
 Clock::duration framePeriod(const rts_av_profile& profile) {

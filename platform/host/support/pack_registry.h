@@ -2,6 +2,8 @@
 // carries only a stamp (a marker and the object's id) in its private bytes; every use
 // checks the stamp, looks the id up and confirms the object belongs to this very record,
 // so copies, stale records and records from before a reset are refused, not followed.
+// Records with a `ready` word keep it in step; a record without one (the AAC encoder
+// pack) is initialised exactly while its stamp names a live pack of its own.
 #pragma once
 
 #include <cerrno>
@@ -9,6 +11,8 @@
 #include <cstdint>
 #include <cstring>
 #include <mutex>
+#include <type_traits>
+#include <utility>
 
 #include "media/id_table.h"
 
@@ -19,6 +23,8 @@ class PackRegistry {
 public:
     static constexpr std::size_t kMaxPacks = 64;
 
+    explicit PackRegistry(std::size_t maxPacks = kMaxPacks) : mTable(maxPacks) {}
+
     // -EINVAL for a null record, -EBUSY for one already initialised, -ENOSPC when full.
     // attach(id) runs under the lock before the record is marked initialised: the pack
     // lives only if it returns 0, and its code is returned otherwise.
@@ -26,7 +32,7 @@ public:
     int init(Record* pack, const State& state, Attach attach) {
         if (!pack) return -EINVAL;
         std::lock_guard<std::mutex> lock(mMutex);
-        if (pack->ready != 0) return -EBUSY;
+        if (initialised(pack)) return -EBUSY;
         uint32_t id = mTable.add({pack, state});
         if (id == 0) return -ENOSPC;
         if (int rc = attach(id); rc != 0) {
@@ -34,7 +40,7 @@ public:
             return rc;
         }
         writeStamp(pack, {kMarker, id});
-        pack->ready = 1;
+        setReady(pack, 1);
         return 0;
     }
 
@@ -52,7 +58,7 @@ public:
         detach(id);
         mTable.remove(id);
         writeStamp(pack, {0, 0});
-        pack->ready = 0;
+        setReady(pack, 0);
         return 0;
     }
 
@@ -86,6 +92,11 @@ public:
         mTable.clear();
     }
 
+    std::size_t size() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mTable.size();
+    }
+
 private:
     static constexpr uint32_t kMarker = 0x4b434150;  // "PACK"
 
@@ -100,12 +111,34 @@ private:
         State state;
     };
 
+    template <typename R, typename = void>
+    struct HasReadyWord : std::false_type {};
+    template <typename R>
+    struct HasReadyWord<R, std::void_t<decltype(std::declval<R&>().ready)>> : std::true_type {};
+    static constexpr bool kHasReadyWord = HasReadyWord<Record>::value;
+
+    bool initialised(const Record* pack) {
+        if constexpr (kHasReadyWord) {
+            return pack->ready != 0;
+        } else {
+            uint32_t id;
+            return lookup(pack, &id) != nullptr;
+        }
+    }
+
+    static void setReady([[maybe_unused]] Record* pack, [[maybe_unused]] int ready) {
+        if constexpr (kHasReadyWord) pack->ready = ready;
+    }
+
     static void writeStamp(Record* pack, const Stamp& stamp) {
         std::memcpy(pack->priv, &stamp, sizeof stamp);
     }
 
     Entry* lookup(const Record* pack, uint32_t* id) {
-        if (!pack || pack->ready == 0) return nullptr;
+        if (!pack) return nullptr;
+        if constexpr (kHasReadyWord) {
+            if (pack->ready == 0) return nullptr;
+        }
         Stamp stamp;
         std::memcpy(&stamp, pack->priv, sizeof stamp);
         if (stamp.marker != kMarker) return nullptr;
@@ -116,7 +149,7 @@ private:
     }
 
     std::mutex mMutex;
-    media::IdTable<Entry> mTable{kMaxPacks};
+    media::IdTable<Entry> mTable;
 };
 
 }  // namespace host::support

@@ -1,5 +1,6 @@
 // The support library's process-wide state and its reset.
 #include "host_state.h"
+#include "support/aac_packs.h"
 #include "support/audio_volumes.h"
 #include "support/gpio_pins.h"
 #include "support/i2c_devices.h"
@@ -17,6 +18,11 @@ OsdPacks& osdPacks() {
 
 MaskPacks& maskPacks() {
     static MaskPacks* packs = new MaskPacks;
+    return *packs;
+}
+
+AacPacks& aacPacks() {
+    static AacPacks* packs = new AacPacks(kMaxAacPacks);
     return *packs;
 }
 
@@ -43,6 +49,7 @@ void resetSupport() {
     host::support::resetImageSettings();
     host::support::osdPacks().reset();
     host::support::maskPacks().reset();
+    host::support::aacPacks().reset();
     // Images go too; the handles callers still hold are refused from now on.
     host::support::osdImages().reset();
     host::support::resetAudioVolumes();

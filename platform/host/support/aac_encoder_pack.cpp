@@ -1,0 +1,170 @@
+// AAC encoder packs: each turns the PCM a capture source hands over into ADTS frames of
+// AAC-LC (audio/aac_encoder.h) and hands the frames out whole, as room in the caller's
+// buffers allows (support/frame_backlog.h). A pack record carries only its stamp; the
+// encoder lives in the registry. The record's words say the format: channels 1 or 2, an
+// AAC sampling frequency from 8,000 to 96,000 Hz, and an output rate equal to the input
+// rate (the pack does not resample).
+//
+// Destroying or clearing a record that is not a live pack (never created, creation
+// failed, already destroyed, a copy, or from before a reset) is refused with -EINVAL and
+// changes nothing. Without libavcodec creation fails with -ENOTSUP.
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "call_journal.h"
+#include "camera_support.h"
+#include "host_control.h"
+#include "media/journaled.h"
+#include "support/aac_packs.h"
+
+#ifdef KQ_HOST_AAC
+#include "audio/aac_encoder.h"
+#include "support/frame_backlog.h"
+#endif
+
+using host::journaled;
+using host::support::aacPacks;
+
+namespace host::support {
+
+#ifdef KQ_HOST_AAC
+
+// One pack's encoder and the frames waiting for the caller's room. Calls on a pack come
+// from one thread, but the lock keeps a misbehaving caller's second thread harmless.
+class AacPack {
+public:
+    explicit AacPack(std::unique_ptr<audio::AacEncoder> encoder) : mEncoder(std::move(encoder)) {}
+
+    // The bytes of whole ADTS frames written to `out`, 0 while input is being collected,
+    // or a negative code.
+    int encode(const uint8_t* pcm, std::size_t bytes, uint8_t* out, std::size_t room) {
+        std::lock_guard<std::mutex> lock(mMutex);
+        try {
+            std::vector<audio::AacEncoder::Frame> done;
+            int rc = mEncoder->encode(pcm, bytes, &done);
+            for (audio::AacEncoder::Frame& frame : done) mBacklog.push(std::move(frame));
+            return rc != 0 ? rc : mBacklog.drain(out, room);
+        } catch (const std::bad_alloc&) {
+            return -ENOMEM;
+        }
+    }
+
+    // Drops collected input and waiting frames; the next input starts a new stream.
+    int clear() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        mBacklog.clear();
+        return mEncoder->restart();
+    }
+
+private:
+    std::mutex mMutex;
+    std::unique_ptr<audio::AacEncoder> mEncoder;
+    FrameBacklog mBacklog;
+};
+
+#endif  // KQ_HOST_AAC
+
+}  // namespace host::support
+
+namespace {
+
+#ifdef KQ_HOST_AAC
+
+using host::support::AacPack;
+
+int createPack(aac_encoder_pack* pack) {
+    if (!pack) return -EINVAL;
+    if (pack->outputRate != pack->sampleRate) return -EINVAL;
+    try {
+        std::unique_ptr<host::audio::AacEncoder> encoder;
+        if (int rc = host::audio::AacEncoder::create(pack->sampleRate, pack->channels, &encoder);
+            rc != 0)
+            return rc;
+        return aacPacks().init(pack, std::make_shared<AacPack>(std::move(encoder)));
+    } catch (const std::bad_alloc&) {
+        return -ENOMEM;
+    }
+}
+
+// The pack's object, held for the call, or null for a record that is not a live pack.
+std::shared_ptr<AacPack> findPack(aac_encoder_pack* pack) {
+    std::shared_ptr<AacPack> found;
+    aacPacks().with(pack, [&](uint32_t, std::shared_ptr<AacPack>& object) {
+        found = object;
+        return 0;
+    });
+    return found;
+}
+
+int encodePcm(aac_encoder_pack* pack, const void* pcm, uint32_t pcmBytes, void* out,
+              uint32_t capacity) {
+    if (!pcm || !out) return -EINVAL;
+    std::shared_ptr<AacPack> found = findPack(pack);
+    if (!found) return -EINVAL;
+    return found->encode(static_cast<const uint8_t*>(pcm), pcmBytes, static_cast<uint8_t*>(out),
+                         capacity);
+}
+
+int clearPack(aac_encoder_pack* pack) {
+    std::shared_ptr<AacPack> found = findPack(pack);
+    return found ? found->clear() : -EINVAL;
+}
+
+#else  // KQ_HOST_AAC
+
+// No pack is ever made, so every other call meets a record that is not a live pack.
+int createPack(aac_encoder_pack* pack) { return pack ? -ENOTSUP : -EINVAL; }
+int encodePcm(aac_encoder_pack*, const void*, uint32_t, void*, uint32_t) { return -EINVAL; }
+int clearPack(aac_encoder_pack*) { return -EINVAL; }
+
+#endif  // KQ_HOST_AAC
+
+}  // namespace
+
+extern "C" {
+
+int create_aac_encoder_pack(struct aac_encoder_pack* pack) {
+    return journaled(
+        "create_aac_encoder_pack", [&] { return hostctl::args(pack); },
+        [=] { return createPack(pack); });
+}
+
+int clear_aac_encoder_buffer(struct aac_encoder_pack* pack) {
+    return journaled(
+        "clear_aac_encoder_buffer", [&] { return hostctl::args(pack); },
+        [=] { return clearPack(pack); });
+}
+
+int do_pcm_to_aac_encode(struct aac_encoder_pack* pack, const void* pcm, uint32_t pcm_bytes,
+                         void* out, uint32_t out_capacity) {
+    return journaled(
+        "do_pcm_to_aac_encode",
+        [&] { return hostctl::args(pack, pcm, pcm_bytes, out, out_capacity); },
+        [=] { return encodePcm(pack, pcm, pcm_bytes, out, out_capacity); });
+}
+
+int destroy_aac_encoder_pack(struct aac_encoder_pack* pack) {
+    return journaled(
+        "destroy_aac_encoder_pack", [&] { return hostctl::args(pack); },
+        [=] { return aacPacks().deinit(pack); });
+}
+
+}  // extern "C"
+
+namespace hostctl {
+
+int aacEncoderPacks() { return static_cast<int>(aacPacks().size()); }
+
+bool aacEncoderAvailable() {
+#ifdef KQ_HOST_AAC
+    return true;
+#else
+    return false;
+#endif
+}
+
+}  // namespace hostctl
