@@ -1,0 +1,494 @@
+// The capture sources against the host's capture chain: what reaches the readers, the
+// AAC dump file and its sharing, the combined source's queues and shared sources, every
+// failure of opening, and readers on other threads while the sources go.
+#include <sndfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <thread>
+
+#include "library/library_fixture.h"
+#include "log_entry.h"
+#include "module/aac_source.h"
+#include "module/buf.h"
+#include "module/multi_audio_source.h"
+#include "module/pcm_source.h"
+#include "tone.h"
+
+using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using namespace std::chrono_literals;
+
+namespace {
+
+// 16 kHz mono, 16 bits: 640 bytes a period.
+constexpr module::AudioParam kParam{16000, 1, 16, 20};
+constexpr uint32_t kPeriodBytes = 16000 / 1000 * hostctl::kCapturePeriodMs * 2;
+constexpr const char* kDumpPath = "/tmp/rts_aac_source.aac";
+// Pushed buffers carry times far beyond the generator's, and beyond 32 bits of ms.
+constexpr uint64_t kPushedUs = 7000000000000ull;
+
+uint32_t mediaMs(const module::Buf& buf) {
+    const module::MediaInfo* info = module::MediaInfo::From(buf.mediaInfo.get());
+    return info ? info->timeMs : 0;
+}
+
+std::vector<uint8_t> bytesOf(const module::Buf& buf) {
+    return {buf.Data(), buf.Data() + buf.size};
+}
+
+std::vector<uint8_t> readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::string errorText(int code) { return errno2str(code); }
+
+class CaptureSourceTest : public LibraryTest {
+protected:
+    void SetUp() override {
+        LibraryTest::SetUp();
+        ::unlink(kDumpPath);
+    }
+
+    static int encodeChannel() {
+        auto made = hostctl::calls("rts_av_create_audio_encode_chn");
+        return made.empty() ? -1 : made.back().result;
+    }
+
+    // Scripts the newest source's encode channel and, once its worker polls it, pushes
+    // buffers of `sizes` bytes (16-bit samples counting from the buffer's number times
+    // 1000), the nth stamped kPushedUs + n ms.
+    static void pushBuffers(const std::vector<uint32_t>& sizes) {
+        const int chn = encodeChannel();
+        ASSERT_EQ(hostctl::scriptChannel(chn, true), 0);
+        auto polled = [chn] {
+            auto polls = hostctl::calls("rts_av_poll");
+            return !polls.empty() && polls.back().args == std::to_string(chn);
+        };
+        for (int i = 0; i < 1000 && !polled(); ++i) std::this_thread::sleep_for(5ms);
+        for (std::size_t n = 0; n < sizes.size(); ++n)
+            ASSERT_EQ(hostctl::pushBuffer(chn, pushed(n, sizes[n]), kPushedUs + n * 1000, 0), 0);
+    }
+
+    static std::vector<uint8_t> pushed(std::size_t n, uint32_t bytes) {
+        std::vector<uint8_t> data(bytes);
+        for (uint32_t i = 0; i + 1 < bytes; i += 2) {
+            auto sample = static_cast<uint16_t>(n * 1000 + i / 2);
+            std::memcpy(&data[i], &sample, 2);
+        }
+        return data;
+    }
+
+    // Reads until the frame of the nth pushed buffer, skipping what the generator made
+    // before the channel was scripted.
+    template <typename Source>
+    static int readPushed(Source& source, std::size_t n, std::shared_ptr<module::Buf>* out) {
+        const auto want = static_cast<uint32_t>((kPushedUs + n * 1000) / 1000);
+        for (int i = 0; i < 50; ++i) {
+            int len = source.Read(out, 1000, 0);
+            if (len <= 0 || mediaMs(**out) == want) return len;
+        }
+        return -1;
+    }
+
+    static bool nothingLeft() {
+        return hostctl::liveChannelCount() == 0 && hostctl::platformInitCount() == 0 &&
+               hostctl::aacEncoderPacks() == 0;
+    }
+};
+
+#define REQUIRE_AAC()                    \
+    if (hostctl::aacEncoderAvailable()) { \
+    } else                               \
+        GTEST_SKIP() << "the host platform was built without libavcodec: no AAC encoder"
+
+// ---- PCM -------------------------------------------------------------------------------------
+
+TEST_F(CaptureSourceTest, PcmFramesArriveInOrderOnePeriodApartCarryingTheGeneratorsTone) {
+    auto source = module::PcmSource::Create("mic", kParam);
+    EXPECT_TRUE(findLog("RTS PCM Source opened."));
+    const int frames = 10000 / hostctl::kCapturePeriodMs;  // 10 s
+    std::vector<int16_t> samples;
+    std::shared_ptr<module::Buf> frame;
+    uint32_t previousMs = 0;
+    for (int i = 0; i < frames; ++i) {
+        ASSERT_EQ(source->Read(&frame, 0, 0), int(kPeriodBytes)) << "frame " << i;
+        if (i > 0) {
+            ASSERT_EQ(mediaMs(*frame) - previousMs, hostctl::kCapturePeriodMs) << i;
+        }
+        previousMs = mediaMs(*frame);
+        auto* s = reinterpret_cast<const int16_t*>(frame->Data());
+        samples.insert(samples.end(), s, s + frame->size / 2);
+    }
+    EXPECT_EQ(hostctl::channelStats(encodeChannel()).dropped, 0u);
+    ToneMeasure tone = measureTone(samples, 1, kParam.sampleRate);
+    EXPECT_NEAR(tone.hertz, hostctl::kCaptureToneHz, 1.0);
+    EXPECT_NEAR(tone.peak, 32767 / 4, 32767 / 40);
+}
+
+TEST_F(CaptureSourceTest, AWavFileGivenAsDeviceComesBackSampleForSample) {
+    const std::string path = ::testing::TempDir() + "capture_source.wav";
+    std::vector<int16_t> written(16000 / 2);  // half a second: the loop shows after it
+    for (std::size_t i = 0; i < written.size(); ++i) written[i] = int16_t(i * 7 - 20000);
+    SF_INFO info{0, 16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
+    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr);
+    sf_write_short(file, written.data(), sf_count_t(written.size()));
+    sf_close(file);
+
+    auto source = module::PcmSource::Create(path.c_str(), kParam);
+    std::vector<int16_t> read;
+    std::shared_ptr<module::Buf> frame;
+    while (read.size() < written.size() * 2) {
+        ASSERT_GT(source->Read(&frame, 0, 0), 0);
+        auto* s = reinterpret_cast<const int16_t*>(frame->Data());
+        read.insert(read.end(), s, s + frame->size / 2);
+    }
+    for (std::size_t i = 0; i < written.size() * 2; ++i)
+        ASSERT_EQ(read[i], written[i % written.size()]) << "sample " << i;
+}
+
+TEST_F(CaptureSourceTest, EachBufferBecomesOneFrameWithItsBytesAndItsTimeInMilliseconds) {
+    auto source = module::PcmSource::Create("mic", kParam);
+    // A larger buffer grows the working buffer; the smaller one after it reuses it.
+    pushBuffers({640, 4000, 200});
+    std::shared_ptr<module::Buf> frame;
+    ASSERT_EQ(readPushed(*source, 0, &frame), 640);
+    for (uint32_t n : {1u, 2u}) {
+        int len = source->Read(&frame, 1000, 0);
+        ASSERT_EQ(len, n == 1 ? 4000 : 200);
+        EXPECT_EQ(bytesOf(*frame), pushed(n, uint32_t(len)));
+        EXPECT_EQ(mediaMs(*frame), uint32_t((kPushedUs + n * 1000) / 1000)) << "cut to 32 bits";
+    }
+}
+
+// ---- Opening, closing and their failures -------------------------------------------------------
+
+enum class Kind { Pcm, Aac, Multi };
+
+struct OpenFailure {
+    const char* function;
+    unsigned int nth;
+    Kind kind;
+    const char* message;  // the failing step's record; its code is -EIO
+};
+
+std::ostream& operator<<(std::ostream& out, const OpenFailure& f) {
+    return out << f.function << " #" << f.nth << " (" << int(f.kind) << ")";
+}
+
+class CaptureOpenFailureTest : public CaptureSourceTest,
+                               public ::testing::WithParamInterface<OpenFailure> {
+protected:
+    // Creates a source of `kind` and reads from it; the read's result.
+    static int createAndRead(Kind kind, std::shared_ptr<module::I_Source>* source) {
+        std::shared_ptr<module::Buf> frame;
+        switch (kind) {
+        case Kind::Pcm: *source = module::PcmSource::Create("mic", kParam); break;
+        case Kind::Aac: *source = module::AacSource::Create("mic", kParam); break;
+        case Kind::Multi: {
+            auto multi = module::MultiAudioSourceAacPcm::Create("mic", kParam);
+            *source = multi;
+            // Its reads do not wait: give the worker time to end.
+            std::this_thread::sleep_for(100ms);
+            return multi->ReadCodec(&frame, 0, 0, module::I_SourceFactory::CODEC_PCM);
+        }
+        }
+        return (*source)->Read(&frame, 0, 0);
+    }
+};
+
+TEST_P(CaptureOpenFailureTest, IsLoggedAndLeavesNothingBehind) {
+    const OpenFailure& f = GetParam();
+    if (f.kind != Kind::Pcm) {
+        REQUIRE_AAC();
+    }
+    hostctl::failCall(f.function, f.nth, -EIO);
+    std::shared_ptr<module::I_Source> source;
+    ::testing::internal::CaptureStdout();
+    EXPECT_EQ(createAndRead(f.kind, &source), 0) << "the worker ended";
+    source.reset();
+    std::string printed = ::testing::internal::GetCapturedStdout();
+
+    char expected[160];
+    std::snprintf(expected, sizeof expected, f.message, -EIO, errorText(-EIO).c_str());
+    EXPECT_THAT(logTexts(), Contains(expected));
+    bool created = std::string(f.function).find("create") != std::string::npos ||
+                   std::string(f.function) == "rts_av_set_profile";
+    if (std::string(f.function) != "rts_av_init") {
+        EXPECT_THAT(logTexts(), Contains(created ? "create channel fail\n" : "enable channel fail\n"));
+    }
+    EXPECT_TRUE(nothingLeft());
+    EXPECT_EQ(hostctl::calls("rts_av_release").size(), 1u);
+    // Without a chain the worker cannot start: the PCM source prints it; the AAC
+    // sources already fail to clear their torn-down encoder pack and log it.
+    if (f.kind == Kind::Pcm)
+        EXPECT_THAT(printed, HasSubstr("start recv fail, ret = "));
+    else
+        EXPECT_TRUE(findLog("start recv fail, ret = " + std::to_string(-EINVAL) + ", " +
+                            errorText(-EINVAL)));
+}
+
+std::vector<OpenFailure> openFailures() {
+    std::vector<OpenFailure> all;
+    for (Kind kind : {Kind::Pcm, Kind::Aac, Kind::Multi}) {
+        const bool multi = kind == Kind::Multi;
+        all.insert(all.end(), {
+            {"rts_av_init", 1, kind, "rts av init fail %d, %s\n"},
+            {"rts_av_create_audio_capture_chn", 1, kind, "create capture chn fail, ret = %d, %s\n"},
+            {"rts_av_create_audio_resample_chn", 1, kind, "create resample chn fail, ret = %d, %s\n"},
+            {"rts_av_create_audio_encode_chn", 1, kind,
+             multi ? "create aac encode chn fail, ret = %d, %s\n" : "create encode chn fail, ret = %d, %s\n"},
+            {"rts_av_set_profile", 1, kind, "set audio encode profile fail, ret = %d, %s\n"},
+            {"rts_av_bind", 1, kind, "bind capture and resample chn fail, ret = %d, %s\n"},
+            {"rts_av_bind", 2, kind,
+             multi ? "bind resample and aac encode chn fail, ret = %d, %s\n"
+                   : "bind resample and encode chn fail, ret = %d, %s\n"},
+            {"rts_av_enable_chn", 1, kind, "enable capture chn fail, ret = %d, %s\n"},
+            {"rts_av_enable_chn", 2, kind, "enable resample chn fail, ret = %d, %s\n"},
+            {"rts_av_enable_chn", 3, kind,
+             multi ? "enable aac encode chn fail, ret = %d, %s\n" : "enable encode chn fail, ret = %d, %s\n"},
+        });
+        if (kind != Kind::Pcm)
+            all.push_back({"create_aac_encoder_pack", 1, kind, "create aac encoder pack fail %d, %s\n"});
+    }
+    return all;
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryCall, CaptureOpenFailureTest, ::testing::ValuesIn(openFailures()));
+
+TEST_F(CaptureSourceTest, FailuresToStartOrStopReceivingEndTheWorkerAsEachSourceSays) {
+    ::testing::internal::CaptureStdout();
+    hostctl::failCall("rts_av_start_recv", 1, -EIO);
+    auto pcm = module::PcmSource::Create("mic", kParam);
+    std::shared_ptr<module::Buf> frame;
+    EXPECT_EQ(pcm->Read(&frame, 0, 0), 0);
+    pcm.reset();
+    std::string printed = ::testing::internal::GetCapturedStdout();
+    EXPECT_EQ(printed, "start recv fail, ret = -5, " + errorText(-EIO) + "\n");
+    EXPECT_TRUE(nothingLeft());
+
+    hostctl::failCall("rts_av_stop_recv", 1, -EIO);
+    module::PcmSource::Create("mic", kParam).reset();
+    EXPECT_TRUE(findLog("stop recv fail, ret = -5, " + errorText(-EIO) + "\n"));
+
+    if (!hostctl::aacEncoderAvailable()) return;
+    ::testing::internal::CaptureStdout();
+    hostctl::failCall("rts_av_start_recv", 1, -EIO);
+    auto multi = module::MultiAudioSourceAacPcm::Create("mic", kParam);
+    std::this_thread::sleep_for(100ms);
+    EXPECT_EQ(multi->Read(&frame, 0, 0), 0);
+    multi.reset();
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+              "start recv aac fail, ret = -5, " + errorText(-EIO) + "\n");
+
+    // A pack that refuses to be cleared ends the worker before it starts receiving.
+    const std::size_t starts = hostctl::calls("rts_av_start_recv").size();
+    hostctl::failCall("clear_aac_encoder_buffer", 1, -EIO);
+    auto aac = module::AacSource::Create("mic", kParam);
+    EXPECT_EQ(aac->Read(&frame, 0, 0), 0);
+    EXPECT_TRUE(findLog("start recv fail, ret = -5, " + errorText(-EIO)));
+    EXPECT_EQ(hostctl::calls("rts_av_start_recv").size(), starts);
+}
+
+// ---- AAC ---------------------------------------------------------------------------------------
+
+TEST_F(CaptureSourceTest, TheDumpFileHoldsEveryAacFrameReadInOrder) {
+    REQUIRE_AAC();
+    auto source = module::AacSource::Create("mic", kParam);
+    EXPECT_TRUE(findLog("RTS AAC Source opened."));
+    struct stat st{};
+    ASSERT_EQ(::stat(kDumpPath, &st), 0);
+    const mode_t mask = ::umask(0);
+    ::umask(mask);
+    EXPECT_EQ(st.st_mode & 0777, 0777 & ~mask);
+
+    // Capture for a while, then stop the encoding and read every frame encoded.
+    std::this_thread::sleep_for(500ms);
+    ASSERT_EQ(hostctl::scriptChannel(encodeChannel(), true), 0);
+    std::this_thread::sleep_for(50ms);
+    std::size_t encoded = 0;
+    for (const hostctl::JournalEntry& e : hostctl::calls("do_pcm_to_aac_encode"))
+        encoded += std::size_t(std::max(e.result, 0));
+    ASSERT_GT(encoded, 0u);
+    std::vector<uint8_t> frames;
+    std::shared_ptr<module::Buf> frame;
+    int reads = 0;
+    for (; frames.size() < encoded; ++reads) {
+        int len = source->Read(&frame, 0, 0);
+        ASSERT_GT(len, 7);
+        ASSERT_EQ(frame->Data()[0], 0xFF) << "an ADTS frame";
+        frames.insert(frames.end(), frame->Data(), frame->Data() + len);
+    }
+    EXPECT_EQ(readFile(kDumpPath), frames);
+    auto logged = hostctl::logTexts();
+    EXPECT_EQ(std::count_if(logged.begin(), logged.end(),
+                            [](const std::string& t) { return t.rfind("RTS390X AacSource::Read R", 0) == 0; }),
+              reads);
+    source.reset();
+    EXPECT_TRUE(findLog("RTS AAC Source closed."));
+    EXPECT_TRUE(nothingLeft());
+}
+
+// Made to yield nothing for the first pushed buffer, the encoder gets the second's
+// 2048 samples after it, which make at least one frame whatever it held before.
+TEST_F(CaptureSourceTest, AnEncodeThatYieldsNothingQueuesNoAacFrame) {
+    REQUIRE_AAC();
+    auto quietFirstEncode = [] {
+        ASSERT_EQ(hostctl::scriptChannel(encodeChannel(), true), 0);
+        std::this_thread::sleep_for(50ms);  // the worker is done with the generator's
+        hostctl::failCall("do_pcm_to_aac_encode", 1, 0);
+        pushBuffers({4096, 4096});
+    };
+    const uint32_t firstMs = uint32_t(kPushedUs / 1000);
+    std::shared_ptr<module::Buf> frame;
+    {
+        auto aac = module::AacSource::Create("mic", kParam);
+        quietFirstEncode();
+        ASSERT_GT(aac->Read(&frame, 0, 0), 0);
+        while (mediaMs(*frame) != firstMs + 1) {
+            ASSERT_NE(mediaMs(*frame), firstMs);
+            ASSERT_GT(aac->Read(&frame, 0, 0), 0);
+        }
+    }
+    auto multi = module::MultiAudioSourceAacPcm::Create("mic", kParam);
+    quietFirstEncode();
+    std::this_thread::sleep_for(50ms);
+    std::set<uint32_t> pcmTimes, aacTimes;
+    while (multi->ReadCodec(&frame, 0, 0, module::I_SourceFactory::CODEC_PCM) > 0)
+        pcmTimes.insert(mediaMs(*frame));
+    while (multi->Read(&frame, 0, 0) > 0) aacTimes.insert(mediaMs(*frame));
+    EXPECT_THAT(pcmTimes, Contains(firstMs)) << "its PCM frame is queued all the same";
+    EXPECT_THAT(aacTimes, Not(Contains(firstMs)));
+    EXPECT_THAT(aacTimes, Contains(firstMs + 1));
+}
+
+TEST_F(CaptureSourceTest, AacSourcesOpenAtOnceShareTheDumpFileUntilTheLastCloses) {
+    REQUIRE_AAC();
+    auto first = module::AacSource::Create("mic", kParam);
+    std::shared_ptr<module::Buf> frame;
+    ASSERT_GT(first->Read(&frame, 0, 0), 0);
+    auto second = module::AacSource::Create("mic", kParam);
+    ASSERT_GT(second->Read(&frame, 0, 0), 0);
+    const std::size_t before = readFile(kDumpPath).size();
+    first.reset();
+    for (int i = 0; i < 5; ++i) ASSERT_GT(second->Read(&frame, 0, 0), 0);
+    second.reset();
+    EXPECT_GT(readFile(kDumpPath).size(), before) << "the second went on writing";
+    EXPECT_THAT(logTexts(), Not(Contains(HasSubstr("write capture to file fail"))));
+
+    // The next source alone empties it again.
+    auto third = module::AacSource::Create("mic", kParam);
+    EXPECT_LT(readFile(kDumpPath).size(), before);
+}
+
+TEST_F(CaptureSourceTest, WithoutItsDumpFileAnAacSourceStillDeliversFrames) {
+    REQUIRE_AAC();
+    ASSERT_EQ(::mkdir(kDumpPath, 0700), 0);  // a folder cannot be opened for writing
+    auto source = module::AacSource::Create("mic", kParam);
+    std::shared_ptr<module::Buf> frame;
+    EXPECT_GT(source->Read(&frame, 0, 0), 0);
+    source.reset();
+    ::rmdir(kDumpPath);
+    EXPECT_TRUE(findLog(std::string("Fail to open ") + kDumpPath + " to write"));
+    EXPECT_FALSE(findLog("RTS AAC Source opened."));
+    EXPECT_TRUE(findLog("write capture to file fail, ret = -1"));
+}
+
+// ---- The combined source ---------------------------------------------------------------------------
+
+TEST_F(CaptureSourceTest, OneChainFeedsBothQueuesWithTheSameMediaTimes) {
+    REQUIRE_AAC();
+    auto source = module::MultiAudioSourceAacPcm::Create("mic", kParam);
+    EXPECT_TRUE(findLog("RTS Muti Audio Source AAC/PCM opened."));
+    std::this_thread::sleep_for(500ms);
+    std::set<uint32_t> pcmTimes;
+    std::shared_ptr<module::Buf> frame;
+    while (source->ReadCodec(&frame, 0, 0, module::I_SourceFactory::CODEC_PCM) > 0) {
+        EXPECT_EQ(frame->size, kPeriodBytes);
+        pcmTimes.insert(mediaMs(*frame));
+    }
+    int aacFrames = 0;
+    for (; source->Read(&frame, 0, 0) > 0; ++aacFrames)
+        EXPECT_THAT(pcmTimes, Contains(mediaMs(*frame))) << "an AAC frame has its PCM frame's time";
+    EXPECT_GE(pcmTimes.size(), 20u);
+    // 1024 samples of 16 kHz a frame.
+    EXPECT_NEAR(aacFrames, pcmTimes.size() * kPeriodBytes / 2 / 1024.0, 2);
+    EXPECT_EQ(hostctl::calls("rts_av_create_audio_capture_chn").size(), 1u);
+}
+
+TEST_F(CaptureSourceTest, SharedSourcesReadTheQueuesAndKeepTheSourceAlive) {
+    REQUIRE_AAC();
+    auto source = module::MultiAudioSourceAacPcm::Create("mic", kParam);
+    auto aacA = source->CreateSharedSource(module::I_SourceFactory::CODEC_AAC);
+    auto aacB = source->CreateSharedSource(module::I_SourceFactory::CODEC_AAC);
+    auto pcm = source->CreateSharedSource(module::I_SourceFactory::CODEC_PCM);
+    auto unknown = source->CreateSharedSource(static_cast<module::I_SourceFactory::Codec>(2));
+    source.reset();  // the shared sources keep it capturing
+    std::this_thread::sleep_for(1s);
+
+    // Two readers of one codec divide its frames: none is delivered twice.
+    std::set<uint32_t> times;
+    std::shared_ptr<module::Buf> frame;
+    int taken = 0;
+    for (bool any = true; any;) {
+        any = false;
+        for (auto* reader : {&aacA, &aacB})
+            if ((*reader)->Read(&frame, 0, 0) > 0) {
+                any = true;
+                ++taken;
+                times.insert(mediaMs(*frame));
+            }
+    }
+    EXPECT_GE(taken, 10);  // a second holds 15 frames of 1024 samples
+    EXPECT_EQ(times.size(), std::size_t(taken));
+    EXPECT_GT(pcm->Read(&frame, 0, 0), 0);
+
+    EXPECT_EQ(unknown->Read(&frame, 0, 0), 0);
+    EXPECT_EQ(unknown->Read(&frame, 0, 0), 0);
+    auto logged = logTexts();
+    EXPECT_EQ(std::count(logged.begin(), logged.end(), "unknown codec 2"), 2);
+
+    aacA.reset();
+    aacB.reset();
+    pcm.reset();
+    EXPECT_GT(hostctl::liveChannelCount(), 0);
+    unknown.reset();  // the last one tears it down
+    EXPECT_TRUE(findLog("RTS Muti Audio Source AAC/PCM closed."));
+    EXPECT_TRUE(nothingLeft());
+}
+
+TEST_F(CaptureSourceTest, ReadersOnOtherThreadsOutliveTheApplicationsPointers) {
+    REQUIRE_AAC();
+    std::vector<std::thread> readers;
+    {
+        auto multi = module::MultiAudioSourceAacPcm::Create("mic", kParam);
+        auto aac = module::AacSource::Create("mic", kParam);
+        for (auto codec : {module::I_SourceFactory::CODEC_PCM, module::I_SourceFactory::CODEC_AAC,
+                           module::I_SourceFactory::CODEC_AAC})
+            readers.emplace_back([shared = multi->CreateSharedSource(codec)]() mutable {
+                std::shared_ptr<module::Buf> frame;
+                for (int i = 0; i < 100; ++i) {
+                    shared->Read(&frame, 0, 0);
+                    std::this_thread::sleep_for(2ms);
+                }
+                shared.reset();  // the last of them closes the source
+            });
+        readers.emplace_back([aac]() mutable {
+            std::shared_ptr<module::Buf> frame;
+            for (int i = 0; i < 10; ++i) aac->Read(&frame, 0, 0);
+            aac.reset();
+        });
+    }
+    for (std::thread& t : readers) t.join();
+    EXPECT_TRUE(nothingLeft());
+}
+
+}  // namespace
