@@ -2,10 +2,12 @@
 //
 // It streams channel 0 as H.264 and channel 1 as MJPEG with the running timestamp on
 // both, a watermark logo on channel 0 and privacy mode on channel 1 for the middle third
-// of the run, takes a snapshot of each channel every few seconds, and plays a tone
-// through a PCM sink whose speaker volume is lowered halfway. Everything goes into one
-// folder: ch0.h264, ch1.mjpeg, the snapshot JPEGs and playback.wav. A progress line
-// shows what arrives; at the end a table lists the files and the log records by level.
+// of the run, takes a snapshot of each channel every few seconds, plays a tone through a
+// PCM sink whose speaker volume is lowered halfway, and records audio as PCM and AAC
+// through one combined capture source. Everything goes into one folder: ch0.h264,
+// ch1.mjpeg, the snapshot JPEGs, playback.wav, capture.wav and capture.aac. A progress
+// line shows what arrives; at the end a table lists the files and the log records by
+// level.
 #include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -19,6 +21,7 @@
 
 #include "host_control.h"
 #include "kq_api.h"
+#include "capture.h"
 #include "kq_board.h"
 #include "options.h"
 #include "output_files.h"
@@ -93,28 +96,50 @@ bool startPlayback(const Options& options, demo::Playback* playback) {
     return true;
 }
 
+bool startCapture(const Options& options, demo::Capture* capture) {
+    if (!capture->start(options.mic, options.outDir)) return false;
+    const module::AudioParam& p = demo::Capture::kParam;
+    std::printf("capture: %s, %u Hz, %u channel, %u bits -> %s, %s\n", options.mic.c_str(),
+                p.sampleRate, unsigned{p.channels}, unsigned{p.bitsPerSample},
+                capture->wavPath().c_str(), capture->aacPath().c_str());
+    return true;
+}
+
 double megabits(uint64_t bytes, double seconds) {
     return seconds > 0 ? bytes * 8.0 / seconds / 1e6 : 0.0;
 }
 
-void printProgress(double seconds, const StreamFile (&files)[2], const demo::Playback& playback,
-                   bool final) {
+// What the run makes: the two streams, the sound played and the sound recorded.
+struct Outputs {
+    const StreamFile (&files)[2];
+    const demo::Playback& playback;
+    const demo::Capture& capture;
+};
+
+void printProgress(double seconds, const Outputs& outputs, bool final) {
+    const StreamFile(&files)[2] = outputs.files;
     std::printf("\r%5.1f s", seconds);
     for (int ch = 0; ch < 2; ++ch)
         std::printf("  ch%d %5llu frames %5.1f fps %6.2f Mbit/s", ch,
                     static_cast<unsigned long long>(files[ch].frames()),
                     seconds > 0 ? files[ch].frames() / seconds : 0.0,
                     megabits(files[ch].bytes(), seconds));
-    std::printf("  snapshots %zu  audio jitter %3d ms, %llu underruns%s",
-                SnapshotFiles::instance().files().size(), playback.jitterMs(),
-                static_cast<unsigned long long>(playback.underruns()),
-                final || !isatty(STDOUT_FILENO) ? "\n" : "");
+    std::printf("  snapshots %zu  playback jitter %3d ms, %llu underruns",
+                SnapshotFiles::instance().files().size(), outputs.playback.jitterMs(),
+                static_cast<unsigned long long>(outputs.playback.underruns()));
+    const demo::StreamCount* streams[2] = {&outputs.capture.pcm(), &outputs.capture.aac()};
+    const char* names[2] = {"pcm", "aac"};
+    for (int i = 0; i < 2; ++i)
+        std::printf("  %s %4llu frames %6.1f kbit/s", names[i],
+                    static_cast<unsigned long long>(streams[i]->frames.load()),
+                    megabits(streams[i]->bytes, seconds) * 1000);
+    std::printf("%s", final || !isatty(STDOUT_FILENO) ? "\n" : "");
     std::fflush(stdout);
 }
 
 // Polls until the run time is over, asking for snapshots and switching channel 1's
 // privacy mode on a third into the run and off at two thirds.
-void run(const Options& options, const StreamFile (&files)[2], const demo::Playback& playback) {
+void run(const Options& options, const Outputs& outputs) {
     const auto start = Clock::now();
     const auto end = start + std::chrono::seconds(options.seconds);
     const auto privacyFrom = start + (end - start) / 3;
@@ -153,11 +178,11 @@ void run(const Options& options, const StreamFile (&files)[2], const demo::Playb
             settingsChanged = true;
         }
         if (now >= nextProgress) {
-            printProgress(secondsSince(now), files, playback, false);
+            printProgress(secondsSince(now), outputs, false);
             nextProgress += std::chrono::seconds(1);
         }
     }
-    printProgress(options.seconds, files, playback, true);
+    printProgress(options.seconds, outputs, true);
 }
 
 // The WAV file the speaker wrote, with its duration; nothing for other speakers.
@@ -177,8 +202,20 @@ void printPlayback(const demo::Playback& playback) {
                 kSpeakerVolume, kLoweredSpeakerVolume);
 }
 
-void printFiles(const Options& options, const StreamFile (&files)[2],
-                const demo::Playback& playback) {
+void printCapture(const demo::Capture& capture) {
+    for (const std::string* path : {&capture.wavPath(), &capture.aacPath()}) {
+        struct stat file {};
+        if (stat(path->c_str(), &file) != 0) continue;
+        const bool pcm = path == &capture.wavPath();
+        std::printf("%-36s %10lld  %s captured from %s, %.1f s, %u Hz\n", path->c_str(),
+                    static_cast<long long>(file.st_size), pcm ? "PCM" : "AAC",
+                    capture.mic().c_str(), pcm ? capture.pcmSeconds() : capture.aacSeconds(),
+                    demo::Capture::kParam.sampleRate);
+    }
+}
+
+void printFiles(const Options& options, const Outputs& outputs) {
+    const StreamFile(&files)[2] = outputs.files;
     std::printf("\n%-36s %10s  %s\n", "file", "bytes", "content");
     const StreamOptions* streams[2] = {&options.ch0, &options.ch1};
     for (int ch = 0; ch < 2; ++ch)
@@ -191,7 +228,8 @@ void printFiles(const Options& options, const StreamFile (&files)[2],
         std::printf("%-36s %10u  JPEG snapshot of channel %d, %ux%u%s\n", f.path.c_str(), f.bytes,
                     f.channel, streams[f.channel]->width, streams[f.channel]->height,
                     f.underPrivacy ? ", under privacy" : "");
-    printPlayback(playback);
+    printPlayback(outputs.playback);
+    printCapture(outputs.capture);
 }
 
 void printLog(unsigned int lowestLevel) {
@@ -231,20 +269,23 @@ int main(int argc, char** argv) {
         return 1;
     }
     demo::Playback playback;
+    demo::Capture capture;
+    const Outputs outputs{files, playback, capture};
     bool ok = startChannel(0, KQ_ENC_H264, options.ch0, options, &files[0]) &&
               startChannel(1, KQ_ENC_MJPEG, options.ch1, options, &files[1]) &&
-              startPlayback(options, &playback);
+              startPlayback(options, &playback) && startCapture(options, &capture);
     if (ok) {
         setUpOverlays(options);
-        run(options, files, playback);
+        run(options, outputs);
     }
     // Closing waits for a snapshot still on its way.
     playback.stop();
+    capture.stop();
     kq_close_encoder(0);
     kq_close_encoder(1);
     kq_uninit();
     for (StreamFile& file : files) file.close();
-    printFiles(options, files, playback);
+    printFiles(options, outputs);
     printLog(options.logLevel);
     return ok ? 0 : 1;
 }

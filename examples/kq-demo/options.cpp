@@ -42,6 +42,7 @@ bool parseValue(const std::string& flag, const char* value, Options* options) {
     if (flag == "--icon") return *value && (options->icon = value, true);
     if (flag == "--speaker") return *value && (options->speaker = value, true);
     if (flag == "--play") return *value && (options->play = value, true);
+    if (flag == "--mic") return *value && (options->mic = value, true);
     return false;
 }
 
@@ -52,6 +53,7 @@ void printUsage() {
         "usage: kq-demo [--seconds N] [--out DIR] [--ch0 WxH@FPS] [--ch1 WxH@FPS]\n"
         "               [--bitrate BPS] [--gop N] [--snapshot-every S] [--log-level 1-4]\n"
         "               [--logo FILE] [--icon FILE] [--speaker NAME] [--play FILE]\n"
+        "               [--mic NAME]\n"
         "  --seconds         how long to run (default 10)\n"
         "  --out             folder for the files written (default demo-out)\n"
         "  --ch0             channel 0, H.264 (default 1920x1080@25)\n"
@@ -67,7 +69,10 @@ void printUsage() {
         "  --speaker         where the sound plays: a .wav path, alsa:NAME (alsa:default\n"
         "                    to hear it), or any other name for memory (default:\n"
         "                    playback.wav in the output folder)\n"
-        "  --play            a WAV file to play in a loop (default: a 440 Hz tone)\n");
+        "  --play            a WAV file to play in a loop (default: a 440 Hz tone)\n"
+        "  --mic             the capture device: alsa:NAME (alsa:default records the\n"
+        "                    microphone), a .wav path played in a loop, or any other\n"
+        "                    name for the host's tone generator (default: mic)\n");
 }
 
 Parsed parseOptions(int argc, char** argv, Options* options) {

@@ -29,6 +29,9 @@ struct Options {
     // (empty: a tone).
     std::string speaker;
     std::string play;
+    // The capture device: a generator's tone unless given (alsa:default records the
+    // PC's microphone, a .wav path plays that file in a loop).
+    std::string mic = "mic";
 };
 
 enum class Parsed { Run, Help, Error };
