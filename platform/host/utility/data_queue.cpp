@@ -30,16 +30,9 @@ bool copyInto(Buf& entry, const Buf& src, uint32_t len) {
     return true;
 }
 
-// The entry keeps its own copy of the media information, so the writer may
-// reuse or change its record after Write().
-std::shared_ptr<Buf> copyMediaInfo(const Buf& src) {
-    if (!src.mediaInfo || !holds(*src.mediaInfo, src.mediaInfo->size)) return nullptr;
-    auto copy = std::make_shared<Buf>();
-    return copyInto(*copy, *src.mediaInfo, src.mediaInfo->size) ? copy : nullptr;
-}
-
 // The spare, held, when only the queue's list of spares holds it and nobody its bytes;
-// else null. Called under the queue's lock, so no new holder can appear meanwhile.
+// else null. Called under the queue's lock, or for the record of an entry already
+// claimed, so no new holder can appear meanwhile.
 // Taking each reference before looking further is an acquiring step: it orders
 // whatever the last holder did with the Buf and its bytes before our use of them.
 std::shared_ptr<Buf> claimIfIdle(const std::shared_ptr<Buf>& spare) {
@@ -50,6 +43,20 @@ std::shared_ptr<Buf> claimIfIdle(const std::shared_ptr<Buf>& spare) {
         if (bytes.use_count() != 2) return nullptr;
     }
     return held;
+}
+
+// The entry keeps its own copy of the media information, so the writer may reuse or
+// change its record after Write(). The entry's record from before is refilled when
+// nobody else holds it: a writer and a reader that keep pace allocate nothing here.
+void copyMediaInfo(Buf& entry, const Buf& src) {
+    if (!src.mediaInfo || !holds(*src.mediaInfo, src.mediaInfo->size)) {
+        entry.mediaInfo.reset();
+        return;
+    }
+    std::shared_ptr<Buf> own = claimIfIdle(entry.mediaInfo);
+    if (!own) own = std::make_shared<Buf>();
+    bool copied = copyInto(*own, *src.mediaInfo, src.mediaInfo->size);
+    entry.mediaInfo = copied ? std::move(own) : nullptr;
 }
 
 }  // namespace
@@ -107,7 +114,7 @@ int DataQueue::Write(std::shared_ptr<const Buf> buf, unsigned int len) {
     // ours alone while we hold the only other reference.
     std::shared_ptr<Buf> entry = takeSpare(len);
     if (!copyInto(*entry, *buf, len)) return 0;
-    entry->mediaInfo = copyMediaInfo(*buf);
+    copyMediaInfo(*entry, *buf);
 
     {
         std::lock_guard<std::mutex> lock(mMutex);
