@@ -93,47 +93,46 @@ std::thread countingWindow(int seconds, std::atomic<bool>& counting) {
     });
 }
 
-Run capturePcm(int seconds) {
+// Runs `capture(run, counting)` for `seconds`, which reads the source it makes and drops
+// it again, and measures the process around it: CPU time, and the allocations of every
+// thread in the counted window.
+template <typename Capture>
+Run measure(int seconds, Capture capture) {
     Run run;
     run.latenciesMs.reserve(std::size_t(seconds) * 1000 / hostctl::kCapturePeriodMs + 100);
     const uint64_t allocationsBefore = bench::allocationsEverywhere();
     const double cpu = cpuSeconds();
-    auto source = module::PcmSource::Create("bench-mic", kParam);
     std::atomic<bool> counting{false};
-    std::atomic<uint64_t> frames{0};
     std::thread window = countingWindow(seconds, counting);
-    readFor(*source, seconds, &run.latenciesMs, frames, counting);
+    capture(run, counting);
     window.join();
-    source.reset();
     run.cpuSeconds = cpuSeconds() - cpu;
-    run.pcmFrames = frames;
     run.allocations = bench::allocationsEverywhere() - allocationsBefore;
     return run;
 }
 
+Run capturePcm(int seconds) {
+    return measure(seconds, [seconds](Run& run, const std::atomic<bool>& counting) {
+        auto source = module::PcmSource::Create("bench-mic", kParam);
+        std::atomic<uint64_t> frames{0};
+        readFor(*source, seconds, &run.latenciesMs, frames, counting);
+        run.pcmFrames = frames;
+    });
+}
+
 Run captureCombined(int seconds) {
-    Run run;
-    run.latenciesMs.reserve(std::size_t(seconds) * 1000 / hostctl::kCapturePeriodMs + 100);
-    const uint64_t allocationsBefore = bench::allocationsEverywhere();
-    const double cpu = cpuSeconds();
-    auto source = module::MultiAudioSourceAacPcm::Create("bench-mic", kParam);
-    auto pcm = source->CreateSharedSource(module::I_SourceFactory::CODEC_PCM);
-    auto aac = source->CreateSharedSource(module::I_SourceFactory::CODEC_AAC);
-    std::atomic<bool> counting{false};
-    std::atomic<uint64_t> pcmFrames{0}, aacFrames{0};
-    std::thread window = countingWindow(seconds, counting);
-    std::thread aacReader([&] { readFor(*aac, seconds, nullptr, aacFrames, counting); });
-    readFor(*pcm, seconds, &run.latenciesMs, pcmFrames, counting);
-    aacReader.join();
-    window.join();
-    pcm.reset();
-    aac.reset();
-    source.reset();
-    run.cpuSeconds = cpuSeconds() - cpu;
-    run.pcmFrames = pcmFrames;
-    run.aacFrames = aacFrames;
-    run.allocations = bench::allocationsEverywhere() - allocationsBefore;
-    return run;
+    return measure(seconds, [seconds](Run& run, const std::atomic<bool>& counting) {
+        auto source = module::MultiAudioSourceAacPcm::Create("bench-mic", kParam);
+        auto pcm = source->CreateSharedSource(module::I_SourceFactory::CODEC_PCM);
+        auto aac = source->CreateSharedSource(module::I_SourceFactory::CODEC_AAC);
+        source.reset();  // the shared sources keep it
+        std::atomic<uint64_t> pcmFrames{0}, aacFrames{0};
+        std::thread aacReader([&] { readFor(*aac, seconds, nullptr, aacFrames, counting); });
+        readFor(*pcm, seconds, &run.latenciesMs, pcmFrames, counting);
+        aacReader.join();
+        run.pcmFrames = pcmFrames;
+        run.aacFrames = aacFrames;
+    });
 }
 
 double percentile(std::vector<double> values, double p) {
@@ -188,8 +187,8 @@ void report(bench::Report& out, const char* what, const Run& run, int seconds, d
     out.figure(std::string(what) + ": latency, median", percentile(latencies, 0.5), "ms", 2);
     out.figure(std::string(what) + ": latency, 99th percentile", percentile(latencies, 0.99),
                "ms", bench::Target::atMost(period + 2), 2);
-    out.figure(std::string(what) + ": CPU time per minute of capture", run.cpuSeconds * 60 / seconds,
-               "s", 3);
+    out.figure(std::string(what) + ": CPU time per minute of capture",
+               run.cpuSeconds * 60 / seconds, "s", 3);
 }
 
 }  // namespace

@@ -42,10 +42,8 @@ void MultiAudioSourceAacPcm::PrivateImp::start(const char* name, const AudioPara
     mStarted = true;
     setSource(name, param);
     openSource();
-    mFiber = std::make_unique<Fiber>(
-        "MultiAudioSourceAacPcm capturing",
-        [this](std::atomic<bool>& stop) { CaptureLoop(stop); }, std::function<void()>(),
-        std::function<void()>());
+    mFiber = kq::startWorker("MultiAudioSourceAacPcm capturing",
+                             [this](std::atomic<bool>& stop) { CaptureLoop(stop); });
 }
 
 MultiAudioSourceAacPcm::PrivateImp::~PrivateImp() {
@@ -92,17 +90,12 @@ int MultiAudioSourceAacPcm::PrivateImp::readCodec(std::shared_ptr<Buf>* out, uns
     return 0;
 }
 
-// ---- The public classes --------------------------------------------------------------------------
-
-namespace {
-
-void deleteSource(MultiAudioSourceAacPcm* source) { delete source; }
-
-}  // namespace
+// ---- The public classes ------------------------------------------------------------------------
 
 std::shared_ptr<MultiAudioSourceAacPcm> MultiAudioSourceAacPcm::Create(const char* name,
                                                                        const AudioParam& param) {
-    std::shared_ptr<MultiAudioSourceAacPcm> source(new MultiAudioSourceAacPcm, deleteSource);
+    std::shared_ptr<MultiAudioSourceAacPcm> source(new MultiAudioSourceAacPcm,
+                                                   kq::deleteSource<MultiAudioSourceAacPcm>);
     source->mImp->start(name, param);
     return source;
 }

@@ -82,9 +82,8 @@ void AacSource::PrivateImp::start(const char* name, const AudioParam& param) {
     mStarted = true;
     setSource(name, param);
     openSource();
-    mFiber = std::make_unique<Fiber>(
-        "AacSource capturing", [this](std::atomic<bool>& stop) { CaptureLoop(stop); },
-        std::function<void()>(), std::function<void()>());
+    mFiber = kq::startWorker("AacSource capturing",
+                             [this](std::atomic<bool>& stop) { CaptureLoop(stop); });
 }
 
 AacSource::PrivateImp::~PrivateImp() {
@@ -122,7 +121,8 @@ void AacSource::PrivateImp::CaptureLoop(std::atomic<bool>& stop) {
         if (n <= 0) return;
         mDataQueue.Write(std::shared_ptr<const Buf>(mBuf), static_cast<unsigned int>(n));
         ssize_t written = writeDumpFile(mDumpShared, mBuf->Data(), static_cast<size_t>(n));
-        if (written != n) KQ_WARNING("write capture to file fail, ret = %d", static_cast<int>(written));
+        if (written != n)
+            KQ_WARNING("write capture to file fail, ret = %d", static_cast<int>(written));
     });
 }
 
@@ -134,14 +134,8 @@ int AacSource::PrivateImp::read(std::shared_ptr<Buf>* out, unsigned int a, unsig
 
 // ---- The public class --------------------------------------------------------------------------
 
-namespace {
-
-void deleteSource(AacSource* source) { delete source; }
-
-}  // namespace
-
 std::shared_ptr<AacSource> AacSource::Create(const char* name, const AudioParam& param) {
-    std::shared_ptr<AacSource> source(new AacSource, deleteSource);
+    std::shared_ptr<AacSource> source(new AacSource, kq::deleteSource<AacSource>);
     source->mImp->start(name, param);
     KQ_DEBUG("AacSource::Create() OK.");
     return source;

@@ -8,6 +8,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <memory>
 
 #include "camera_support.h"
 #include "kq_export.h"
@@ -78,6 +80,22 @@ private:
     const EncodeChannelTexts& mTexts;
     aac_encoder_pack* const mAacPack;
 };
+
+// ---- Sources --------------------------------------------------------------------------------
+
+// Starts a source's worker `name` running `loop` with its stop flag.
+template <typename Loop>
+std::unique_ptr<module::Fiber> startWorker(const char* name, Loop loop) {
+    return std::make_unique<module::Fiber>(name, std::move(loop), std::function<void()>(),
+                                           std::function<void()>());
+}
+
+// The deleter of the shared pointer Create returns: through the virtual destructor,
+// nothing for null.
+template <typename Source>
+void deleteSource(Source* source) {
+    delete source;
+}
 
 // ---- Frames --------------------------------------------------------------------------------
 

@@ -35,9 +35,8 @@ void PcmSource::PrivateImp::start(const char* name, const AudioParam& param) {
     mStarted = true;
     setSource(name, param);
     openSource();
-    mFiber = std::make_unique<Fiber>(
-        "PcmSource capturing", [this](std::atomic<bool>& stop) { CaptureLoop(stop); },
-        std::function<void()>(), std::function<void()>());
+    mFiber = kq::startWorker("PcmSource capturing",
+                             [this](std::atomic<bool>& stop) { CaptureLoop(stop); });
 }
 
 PcmSource::PrivateImp::~PrivateImp() {
@@ -70,14 +69,8 @@ void PcmSource::PrivateImp::CaptureLoop(std::atomic<bool>& stop) {
 
 // ---- The public class --------------------------------------------------------------------------
 
-namespace {
-
-void deleteSource(PcmSource* source) { delete source; }
-
-}  // namespace
-
 std::shared_ptr<PcmSource> PcmSource::Create(const char* name, const AudioParam& param) {
-    std::shared_ptr<PcmSource> source(new PcmSource, deleteSource);
+    std::shared_ptr<PcmSource> source(new PcmSource, kq::deleteSource<PcmSource>);
     source->mImp->start(name, param);
     KQ_DEBUG("PcmSource::Create() OK.");
     return source;
