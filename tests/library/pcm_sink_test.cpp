@@ -296,7 +296,8 @@ TEST_F(PcmSinkTest, TheSpeakerPlaysExactlyTheWrittenSamplesInOrder) {
     }
     std::ifstream file(wav, std::ios::binary);
     std::vector<char> bytes((std::istreambuf_iterator<char>(file)), {});
-    ASSERT_GT(bytes.size(), 44u + kBuffers * kFrameBytes);
+    // The sink may close right after its last buffer played, before any silence.
+    ASSERT_GE(bytes.size(), 44u + kBuffers * kFrameBytes);
     const auto* samples = reinterpret_cast<const int16_t*>(bytes.data() + 44);
     const std::size_t count = (bytes.size() - 44) / 2;
     for (uint32_t i = 0; i < kBuffers * kSamplesPerBuffer; ++i)
