@@ -1,8 +1,18 @@
 // libkq_api: video, overlay and image interface of the camera's media hardware.
 //
-// All functions here have C linkage. Call kq_init_kq() once before anything else and
-// kq_uninit() once at the end; calls acting on one channel must not overlap, except
-// for kq_trigger_snapshot(), which may run beside kq_poll_frame().
+// All functions here have C linkage, and none throws. Each states its codes below;
+// failures are also written to the platform's log (module 26) with their cause.
+//
+// Threads: the library starts no thread for video. Call kq_init_kq() once before
+// anything else and kq_uninit() once at the end, each overlapping no other call. The
+// calls acting on one channel (open, start, close, poll, snapshot, overlays) must not
+// overlap, except that kq_trigger_snapshot() and the overlay functions may run beside
+// kq_poll_frame(). Different channels may be driven from different threads. The image
+// functions act on the whole sensor: call them from one thread at a time.
+//
+// A channel is 0 or 1. Functions given another number log "given ch[%d] not vaild!" and
+// do nothing. Functions that need the started library and are called before
+// kq_init_kq() or after kq_uninit() log that and fail (KQ_FAIL, -1 or nothing).
 #pragma once
 
 #include <stdint.h>
@@ -50,26 +60,52 @@ typedef int (*kq_snapshot_callback)(int channel, const uint8_t* jpeg, uint32_t l
 // Accepted for compatibility; the library never calls it.
 typedef uint32_t (*kq_timestamp_callback)(void);
 
+// Starts the media platform and records the image settings found at start. KQ_OK, or
+// KQ_FAIL when the platform does not start (the library is then stopped again) or the
+// library is already started.
 KQ_EXPORT int kq_init_kq(void);
+// Releases the platform and forgets every channel, logo and icon. Close the channels
+// first. Harmless when the library is not started.
 KQ_EXPORT void kq_uninit(void);
 
+// Configures the channel and builds its channel graph, ready to start; the callback and
+// user_data are kept until the next open. An enc_type other than KQ_ENC_H264 or
+// KQ_ENC_MJPEG is logged and the channel opens with its previous configuration (at
+// first H.264 1920x1080 at 25 fps). KQ_OK; KQ_INVALID_CHANNEL; KQ_FAIL for a null
+// param, a channel already open, a library not started, or a graph the platform refused
+// (nothing of it is left).
 KQ_EXPORT int kq_open_encoder(int channel, const kq_encoder_param* param,
                               kq_frame_callback callback, void* user_data);
+// Starts receiving the channel's frames. KQ_OK; KQ_INVALID_CHANNEL; KQ_FAIL for a
+// channel not open, a library not started or a platform refusal.
 KQ_EXPORT int kq_start_encoder(int channel);
+// Stops receiving and tears the channel's graph down; failures are logged only.
+// Harmless on a channel that is not open.
 KQ_EXPORT void kq_close_encoder(int channel);
 
-// Polls both channels until a pass delivered frames or `timeout_ms` has passed;
-// returns the number of frames of the last pass (0, 1 or 2).
+// Polls both channels until a pass delivered frames or `timeout_ms` has passed (one
+// pass for 0 or less); returns the number of frames of the last pass (0, 1 or 2), 0
+// when the library is not started. Frame callbacks run on the calling thread, which
+// also redraws the timestamps. Call it from one thread at a time.
 KQ_EXPORT int kq_poll_frame(int timeout_ms);
 
+// Sets the channel's snapshot callback (null to remove it); it stays across close and
+// reopen. Any thread, while no snapshot of the channel is pending.
 KQ_EXPORT void kq_register_snapshot_callback(int channel, kq_snapshot_callback callback);
-// 0 when the request is placed, -16 without a snapshot callback, -74 while an earlier
-// snapshot is pending, or the platform's code when the quality could not be changed.
+// Asks for one JPEG picture of a started channel at `quality` (1-100 on the host); the
+// snapshot callback gets it on a platform thread after a later kq_poll_frame() pass.
+// 0 when the request is placed (and for an invalid channel), -16 without a snapshot
+// callback or a library not started, -74 while an earlier snapshot is pending (after at
+// most about 1 ms of waiting), or the platform's code when the quality could not be
+// changed (the picture then comes at the previous quality). May run beside
+// kq_poll_frame(); one requester per channel at a time.
 KQ_EXPORT int kq_trigger_snapshot(int channel, int quality);
 
+// Accepted for compatibility: does nothing and logs nothing.
 KQ_EXPORT void kq_register_timestamp_callback(kq_timestamp_callback callback);
 
-// Not implemented: each logs a notice and does nothing else.
+// Not implemented: each logs a notice ("%s not implemented!" or "%s not implemented
+// yet!") and does nothing else; kq_encoder_change_fps returns 0.
 KQ_EXPORT int kq_encoder_change_fps(int channel, uint32_t fps);
 KQ_EXPORT void kq_force_keyframe(int channel);
 KQ_EXPORT void kq_set_roi(int channel, int x, int y, int width, int height);
@@ -97,14 +133,28 @@ enum {
     KQ_POS_BOTTOM_CENTER = 6
 };
 
+// The overlay functions act at once on the calling thread and may run beside
+// kq_poll_frame(); for one channel, call them from one thread at a time and not during
+// its open or close. Bad channels and a library not started are logged; the functions
+// without a result then do nothing.
+
+// Each pipe sets up its overlays with its graph and redraws the timestamp while polled:
+// these three do nothing; the first two return 0.
 KQ_EXPORT int kq_osd_init(void);
 KQ_EXPORT int kq_osd_uninit(void);
 KQ_EXPORT void kq_osd_update(void);
+// Shows (non-zero) or hides the running timestamp; it is redrawn by kq_poll_frame()
+// each time the second changes.
 KQ_EXPORT void kq_enable_osd(int channel, int enable);
+// The timestamp's colours: text R, G, B, then background R, G, B (on the host; all six
+// 0, the default, draws white text on a dark box).
 KQ_EXPORT void kq_osd_set_color(int channel, uint8_t c1, uint8_t c2, uint8_t c3, uint8_t c4,
                                 uint8_t c5, uint8_t c6);
+// One of KQ_POS_*; an unknown option is logged when the timestamp is next placed.
 KQ_EXPORT void kq_osd_set_position(int channel, int option);
-// A strftime() format; at most 31 characters are kept.
+// A strftime() format in local time; at most 31 characters are kept. A null format is
+// logged and keeps the old one; while the format expands beyond 31 characters no
+// timestamp is drawn (logged once per format).
 KQ_EXPORT void kq_osd_set_format(int channel, const char* format);
 
 // The watermark logo: set the logo (a 24- or 32-bit BMP file, 32-bit with alpha) and its
@@ -166,18 +216,34 @@ enum kq_isp_type {
     KQ_ISP_AE_APPLY = 25
 };
 
-// 0 on success; the platform's code when its setter fails, 21 when a staged
-// auto-exposure value is out of range, -1 for an unknown type.
+// The image functions work with or without the started library and act on the caller's
+// thread; call them from one thread at a time. The saved values live in memory only,
+// and every channel graph applies them again when it is enabled. Each setting's range
+// is the platform's (on the host: see the README).
+
+// Sets a setting (types 0-20) and saves it, stages an auto-exposure value (21-24), or
+// applies the staged values (25, with a non-zero value). 0 on success; the platform's
+// code when its setter fails (the value is then not saved); 21 when a staged
+// auto-exposure value is out of range; -1 for an unknown type.
 KQ_EXPORT int kq_isp_set(uint32_t type, int value);
+// 0 none, 1 mirror, 2 flip, 3 both (on the host); a refusal is logged. Not saved.
 KQ_EXPORT void kq_set_image_flip(int flip);
 
+// Applies one setting of types 0-20 without saving it: 0 (also for another type, which
+// is logged), or the platform's code.
 KQ_EXPORT int rts_set_isp(uint32_t type, int value);
+// Reads every setting from the platform into the saved values (failures logged).
 KQ_EXPORT void rts_save_isp_setting(void);
+// Applies every saved value again (failures logged).
 KQ_EXPORT void rts_apply_isp_saved_setting(void);
+// Logs the platform's current value of every setting (level 2).
 KQ_EXPORT void rts_show_isp_saved_setting(void);
+// Reads the auto-exposure state from the platform into the staged values.
 KQ_EXPORT void rts_save_ae_auto(void);
+// Applies the staged auto-exposure values: 0, or the platform's code.
 KQ_EXPORT int rts_apply_saved_ae_auto(void);
-// Fills the five gains the platform reports (total, analog, digital, ISP, exposure).
+// Fills the five gains the platform reports (total, analog, digital, ISP, exposure):
+// 0, or the platform's code (a null pointer is refused by it).
 KQ_EXPORT int rts_get_gain(uint32_t* total, uint32_t* analog, uint32_t* digital, uint32_t* isp,
                            uint32_t* exposure);
 

@@ -1,4 +1,6 @@
-// AAC capture: captured PCM encoded in software.
+// AAC capture: captured PCM encoded in software into ADTS frames. Every open AacSource
+// also appends its frames to /tmp/rts_aac_source.aac (shared by the sources open at
+// the same time: the first creates or empties it, the last closes it).
 #pragma once
 
 #include <memory>
@@ -16,7 +18,8 @@ public:
     AacSource(const AacSource&) = delete;
     AacSource& operator=(const AacSource&) = delete;
 
-    // Waits for the next AAC frame; 0 once the worker has stopped.
+    // Waits for the next AAC frame and returns its byte count; 0 once the worker has
+    // stopped (a device failure included). Any thread.
     int Read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) override;
 
     class PrivateImp;

@@ -1,4 +1,6 @@
-// One capture chain delivering every frame both as PCM and as AAC.
+// One capture chain delivering every frame both as PCM and as AAC, each into a queue
+// of its own with the same capture times. Read it through shared sources, one per
+// consumer thread; frames of one codec are divided among its readers.
 #pragma once
 
 #include <memory>
@@ -23,10 +25,12 @@ public:
 
     // One read of the AAC queue, without waiting.
     int Read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) override;
-    // One read of the queue of `codec`, without waiting.
+    // One read of the queue of `codec`: the byte count, or 0 (also for an unknown codec,
+    // which is logged).
     int ReadCodec(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b,
                   I_SourceFactory::Codec codec);
-    // A source reading one codec's queue; it keeps this source alive.
+    // A source reading one codec's queue; it keeps this source alive. The last shared
+    // source dropped (with the application's own pointer) tears the chain down.
     std::shared_ptr<MultiAudioSharedSource> CreateSharedSource(I_SourceFactory::Codec codec);
 
     class PrivateImp;
@@ -41,6 +45,7 @@ public:
                            std::shared_ptr<MultiAudioSourceAacPcm> parent);
     ~MultiAudioSharedSource() override;
 
+    // One read of its codec's queue of the parent; 0 without a parent.
     int Read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) override;
 
 private:

@@ -18,7 +18,9 @@ public:
     PcmSource(const PcmSource&) = delete;
     PcmSource& operator=(const PcmSource&) = delete;
 
-    // Waits for the next frame; 0 once the worker has stopped.
+    // Waits for the next frame and returns its byte count; 0 once the worker has
+    // stopped (a device failure included). Any thread; concurrent readers divide the
+    // frames.
     int Read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) override;
 
     class PrivateImp;
