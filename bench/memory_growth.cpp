@@ -1,9 +1,11 @@
-// Whether an application left running stays flat in memory, measured from outside. A
-// child process opens, starts, snapshots and closes both channels cycle after cycle,
-// with the host's journal and captured log records at their defaults. Every few cycles
-// it stops itself between two cycles, and this program reads its resident size from
-// /proc/PID/status before letting it go on. Growth over the last cycles, once the
-// journal and the records have reached their bounds, should be none.
+// Whether an application left running stays flat, measured from outside. A child
+// process opens, starts, snapshots and closes both channels cycle after cycle, with the
+// host's journal and captured log records at their defaults. Every few cycles it stops
+// itself between two cycles, and this program reads its resident size, open files and
+// threads from /proc before letting it go on. Growth after warm-up, once the journal
+// and the records have reached their bounds, should be none.
+//
+//   bench_memory_growth [CYCLES]     (default 1200; the soak runs 10000)
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,12 +18,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "bench_report.h"
 #include "child_process.h"
+#include "process_sampler.h"
 #include "kq_api.h"
 
 namespace {
@@ -31,6 +33,7 @@ constexpr int kDefaultCycles = 1200;
 constexpr int kSampleEvery = 10;        // cycles between two samples
 constexpr int kSnapshotLimitMs = 3000;  // per cycle, for both channels
 constexpr double kFlatTargetMb = 0.25;  // growth allowed over the last quarter
+constexpr int kMaxWarmUpCycles = 1000;
 constexpr const char* kSnapshotsLine = "snapshots delivered: ";
 
 struct Stream {
@@ -87,16 +90,8 @@ int runWorkload(int cycles) {
     return 0;
 }
 
-// Resident size in kB from /proc/PID/status; -1 when it cannot be read.
-long residentKb(pid_t pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-    for (std::string line; std::getline(status, line);)
-        if (line.compare(0, 6, "VmRSS:") == 0) return std::strtol(line.c_str() + 6, nullptr, 10);
-    return -1;
-}
-
 struct Samples {
-    std::vector<long> kb;  // after init, then after every kSampleEvery cycles
+    std::vector<bench::ProcessSample> taken;  // after init, then after every kSampleEvery cycles
     int exitCode = -1;
     double seconds = 0;
 };
@@ -114,7 +109,7 @@ Samples sampleChild(const std::vector<std::string>& argv, const std::string& out
             break;
         }
         if (WIFSTOPPED(status)) {
-            samples.kb.push_back(residentKb(pid));
+            samples.taken.push_back(bench::sampleProcess(pid));
             kill(pid, SIGCONT);
             continue;
         }
@@ -138,51 +133,17 @@ int snapshotsDelivered(const std::string& output) {
                                    : std::atoi(output.c_str() + at + std::strlen(kSnapshotsLine));
 }
 
-double megabytes(long kb) { return kb / 1024.0; }
-
-// The median of the samples within two of sample `i`: the resident size wavers as the
-// allocator hands pages back or keeps them, and one stray sample must not read as growth.
-long residentAround(const std::vector<long>& kb, std::size_t i) {
-    const std::size_t from = i < 2 ? 0 : i - 2;
-    const std::size_t to = std::min(kb.size(), i + 3);
-    std::vector<long> near(kb.begin() + from, kb.begin() + to);
-    std::nth_element(near.begin(), near.begin() + near.size() / 2, near.end());
-    return near[near.size() / 2];
-}
-
 void reportGrowth(const Samples& samples, int cycles, int snapshots, bench::Report& report) {
-    // Samples i is taken after i * kSampleEvery cycles.
-    const std::size_t last = samples.kb.size() - 1;
-    const std::size_t quarter = std::max<std::size_t>(1, last / 4);
-    const int quarterCycles = static_cast<int>(quarter) * kSampleEvery;
     report.figure("cycles", cycles, "cycles");
     report.figure("run time", samples.seconds, "s", 1);
     report.figure("time per cycle", samples.seconds * 1000 / cycles, "ms", 1);
     report.figure("snapshots delivered (of " + std::to_string(2 * cycles) + ")", snapshots,
                   "pictures");
-    report.figure("resident size after kq_init_kq", megabytes(samples.kb.front()), "MB", 2);
-    report.figure("resident size at the end", megabytes(samples.kb.back()), "MB", 2);
-    report.figure("highest resident size sampled",
-                  megabytes(*std::max_element(samples.kb.begin(), samples.kb.end())), "MB", 2);
-    auto growth = [&](std::size_t from, std::size_t to) {
-        return megabytes(residentAround(samples.kb, to) - residentAround(samples.kb, from));
-    };
-    report.note(
-        "growth: from the size after kq_init_kq, then between the medians of the "
-        "samples within " +
-        std::to_string(2 * kSampleEvery) + " cycles of each end");
-    report.figure("growth over the first " + std::to_string(quarterCycles) + " cycles",
-                  megabytes(residentAround(samples.kb, quarter) - samples.kb.front()), "MB", 2);
-    report.figure("growth over the last " + std::to_string(quarterCycles) + " cycles",
-                  growth(last - quarter, last), "MB", bench::Target::atMost(kFlatTargetMb), 2);
-    const std::size_t step = std::max<std::size_t>(1, last / 12);
-    std::string curve = "resident MB by cycle:";
-    for (std::size_t i = 0; i <= last; i += step) {
-        char point[48];
-        std::snprintf(point, sizeof point, " %zu:%.1f", i * kSampleEvery, megabytes(samples.kb[i]));
-        curve += point;
-    }
-    report.note(curve);
+    report.figure("resident size after kq_init_kq", samples.taken.front().residentKb / 1024.0,
+                  "MB", 2);
+    // Warm-up: the journal and the captured log records fill up to their bounds.
+    const std::size_t warmUp = std::min<std::size_t>(kMaxWarmUpCycles, cycles / 4) / kSampleEvery;
+    bench::reportGrowth(report, samples.taken, warmUp, "cycles", kSampleEvery, kFlatTargetMb);
 }
 
 int measure(int cycles) {
@@ -203,9 +164,9 @@ int measure(int cycles) {
     const std::string childOutput = bench::readFile(output);
     std::remove(output);
     const std::size_t expected = static_cast<std::size_t>(cycles / kSampleEvery) + 1;
-    if (samples.exitCode != 0 || samples.kb.size() != expected) {
+    if (samples.exitCode != 0 || samples.taken.size() != expected) {
         std::fprintf(stderr, "the cycling child failed (exit %d, %zu samples):\n%s",
-                     samples.exitCode, samples.kb.size(), childOutput.c_str());
+                     samples.exitCode, samples.taken.size(), childOutput.c_str());
         return 1;
     }
     reportGrowth(samples, cycles, snapshotsDelivered(childOutput), report);
