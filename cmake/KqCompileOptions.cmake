@@ -18,6 +18,15 @@ elseif(NOT KQ_SANITIZER STREQUAL "")
   message(FATAL_ERROR "KQ_SANITIZER must be empty, address or thread")
 endif()
 
+# The fuzz build: every target carries libFuzzer's coverage and the sanitizers, so that
+# the fuzz targets see into the library and the host platform; only the fuzz targets
+# link libFuzzer itself.
+if(KQ_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-omit-frame-pointer
+                      -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
 # 64-bit atomics, which 32-bit MIPS implements in libatomic: kq_atomic links it where
 # the compiler needs it.
 include(CheckCXXSourceCompiles)
