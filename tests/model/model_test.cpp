@@ -109,7 +109,6 @@ struct ChannelModel {
 ChannelModel gChannels[2] = {ChannelModel(0), ChannelModel(1)};
 // Open, start and close must not overlap the polling: they hold this, as does the poller.
 std::mutex gGraphLock;
-std::atomic<bool> gLibraryStarted{false};
 
 int onFrame(const uint8_t*, uint32_t length, uint32_t, uint32_t, uint32_t, uint32_t, void* user) {
     auto* channel = static_cast<ChannelModel*>(user);
@@ -174,11 +173,9 @@ void closeChannel(ChannelModel& c) {
     c.closed = true;
 }
 
+// The snapshot callback is set once per phase, before any request: it may not change
+// while a snapshot is pending, which the model cannot tell.
 void snapshot(ChannelModel& c, Random& r) {
-    if (r.chance(30)) {
-        c.snapshotCallback = r.chance(85);
-        kq_register_snapshot_callback(c.number, c.snapshotCallback ? onSnapshot : nullptr);
-    }
     const int code = kq_trigger_snapshot(c.number, r.pick({80, 50, 0, 101}));
     expectCode("kq_trigger_snapshot", code, {0, -16, -74, -22});
     if (!c.snapshotCallback && code != -16) fail("a snapshot without callback gave %d", code);
@@ -430,7 +427,6 @@ void closeEverything() {
         c.snapshotCallback = false;  // the callbacks go with the library
     }
     kq_uninit();
-    gLibraryStarted = false;
 }
 
 // The names of the process's threads, for a report of those left.
@@ -522,7 +518,10 @@ int main(int argc, char** argv) {
         callWhileStopped(coordinator);
         expectCode("kq_init_kq", kq_init_kq(), {KQ_OK});
         expectCode("kq_init_kq again", kq_init_kq(), {KQ_FAIL});
-        gLibraryStarted = true;
+        for (ChannelModel& c : gChannels) {
+            c.snapshotCallback = coordinator.chance(85);
+            kq_register_snapshot_callback(c.number, c.snapshotCallback ? onSnapshot : nullptr);
+        }
         runPhase(phase, budget, kStepsPerWorkerAndPhase);
         closeEverything();
     }
