@@ -134,6 +134,14 @@ int aacEncoderPacks();
 
 int liveChannelCount();
 
+// Platform resources alive now, for tests that check nothing is left behind: audio
+// queues, control handles of encoder channels, overlay and mask packs, overlay images.
+int liveAudioQueues();
+int liveControlHandles();
+int liveOsdPacks();
+int liveMaskPacks();
+int liveOsdImages();
+
 struct ChannelStats {
     uint64_t produced;   // buffers the channel made
     uint64_t dropped;    // lost: the reader fell behind, no buffer was free, or nobody took it

@@ -41,6 +41,8 @@ public:
     // stay refused.
     void clear(std::vector<std::unique_ptr<BufferPool>>* pools);
 
+    std::size_t size() const { return mTable.size(); }
+
 private:
     struct Entry {
         const audio_queue* owner;  // compared, never dereferenced

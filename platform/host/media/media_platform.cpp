@@ -221,6 +221,16 @@ int MediaPlatform::initCount() {
     return mInitCount;
 }
 
+int MediaPlatform::liveAudioQueues() {
+    Guard lock(mMutex);
+    return static_cast<int>(mAudioQueues.size());
+}
+
+int MediaPlatform::liveControlHandles() {
+    Guard lock(mMutex);
+    return static_cast<int>(mHandles.size());
+}
+
 // ---- Buffers -----------------------------------------------------------------------------
 
 int MediaPlatform::poll(int chn) {
@@ -598,5 +608,7 @@ namespace hostctl {
 void resetMedia() { host::media::media().reset(); }
 int mediaLiveChannels() { return host::media::media().liveChannels(); }
 int mediaInitCount() { return host::media::media().initCount(); }
+int liveAudioQueues() { return host::media::media().liveAudioQueues(); }
+int liveControlHandles() { return host::media::media().liveControlHandles(); }
 
 }  // namespace hostctl

@@ -140,6 +140,8 @@ public:
     void reset();
     int liveChannels();
     int initCount();
+    int liveAudioQueues();
+    int liveControlHandles();
 
 private:
     // Runs f() under the lock once the platform is initialised.

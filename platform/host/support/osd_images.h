@@ -57,6 +57,11 @@ public:
         mTable.clear();
     }
 
+    std::size_t size() {
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mTable.size();
+    }
+
 private:
     // Handles are ids scrambled by an odd factor (a bijection of 32-bit values that keeps
     // 0 for null), so that small numbers, such as another kind of handle passed by

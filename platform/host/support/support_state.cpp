@@ -57,4 +57,8 @@ void resetSupport() {
     host::support::i2cDevices().reset();
 }
 
+int liveOsdPacks() { return static_cast<int>(host::support::osdPacks().size()); }
+int liveMaskPacks() { return static_cast<int>(host::support::maskPacks().size()); }
+int liveOsdImages() { return static_cast<int>(host::support::osdImages().size()); }
+
 }  // namespace hostctl
