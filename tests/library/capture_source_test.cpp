@@ -491,4 +491,11 @@ TEST_F(CaptureSourceTest, ReadersOnOtherThreadsOutliveTheApplicationsPointers) {
     EXPECT_TRUE(nothingLeft());
 }
 
+// The queue never fills a null place: waiting for a frame there would never end.
+TEST_F(CaptureSourceTest, AReadWithoutAPlaceForTheFrameAnswersZeroAtOnce) {
+    auto source = module::PcmSource::Create("mic", kParam);
+    EXPECT_EQ(source->Read(nullptr, 0, 0), 0);
+    EXPECT_TRUE(findLog("Read: no place for the frame given"));
+}
+
 }  // namespace

@@ -189,6 +189,11 @@ int readIfRunning(const module::Fiber* worker, module::DataQueue& queue,
 int waitForFrame(const module::Fiber* worker, module::DataQueue& queue,
                  std::shared_ptr<module::Buf>* out, unsigned int a, unsigned int b,
                  uint16_t frameMs) {
+    // The queue never hands a frame to a null `out`: waiting for one would never end.
+    if (!out) {
+        KQ_ERROR("Read: no place for the frame given");
+        return 0;
+    }
     for (;;) {
         if (!worker || !worker->IsRunning()) return 0;
         int r = queue.Read(out, a, b);
