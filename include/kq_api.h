@@ -153,7 +153,7 @@ KQ_EXPORT void kq_osd_set_color(int channel, uint8_t c1, uint8_t c2, uint8_t c3,
 // One of KQ_POS_*; an unknown option is logged when the timestamp is next placed.
 KQ_EXPORT void kq_osd_set_position(int channel, int option);
 // A strftime() format in local time; at most 31 characters are kept. A null format is
-// logged and keeps the old one; while the format expands beyond 31 characters no
+// logged and keeps the old one; while the format expands beyond 24 characters no
 // timestamp is drawn (logged once per format).
 KQ_EXPORT void kq_osd_set_format(int channel, const char* format);
 
