@@ -5,6 +5,13 @@
 //
 //   bench_demo_soak [SECONDS [SAMPLE_EVERY]]     (default 3600 and 60)
 //
+// For instance, from the project's folder, in the background with its log:
+//   cmake --build build/host --target bench_demo_soak     (builds kq-demo too)
+//   nohup build/host/bench/bench_demo_soak 3600 60 > build/host/demo-soak.log 2>&1 &
+//
+// Each sample is printed as a row when taken; the growth figures follow at the end. It
+// fails only when kq-demo fails or dies; a growth above the goal is a printed figure.
+//
 // Not in ./dev bench: it takes an hour. The channels are smaller than the demo's
 // defaults and the speaker plays into memory, so that an hour's files stay near 1 GB;
 // they are written into a scratch folder and deleted at the end.
@@ -33,13 +40,14 @@ constexpr unsigned int kDefaultSeconds = 3600;
 constexpr unsigned int kDefaultSampleEvery = 60;
 constexpr unsigned int kWarmUpSeconds = 300;  // at most a tenth of the run
 constexpr double kFlatTargetMb = 1.0;
+constexpr double kRatePer = 3600;  // growth is given per hour
 
 unsigned int argument(int argc, char** argv, int index, unsigned int fallback) {
     const long value = argc > index ? std::atol(argv[index]) : 0;
     return value > 0 ? static_cast<unsigned int>(value) : fallback;
 }
 
-// Waits up to `seconds` for the child to end; true (with its exit code) when it did.
+// Waits until `until` for the child to end; true (with its exit code) when it did.
 bool waitForExit(pid_t pid, Clock::time_point until, int* exitCode) {
     for (;;) {
         int status = 0;
@@ -82,13 +90,17 @@ int main(int argc, char** argv) {
         return 1;
     }
 
+    // The first sample a period in, once the child runs the demo rather than our copy.
     std::vector<bench::ProcessSample> samples;
+    bench::printTableHeading("s");
     const auto start = Clock::now();
     int exitCode = 0;
     bool ended = false;
-    for (unsigned int k = 0; k * every < seconds && !ended; ++k) {
+    for (unsigned int k = 1; k * every < seconds; ++k) {
         ended = waitForExit(pid, start + std::chrono::seconds(k * every), &exitCode);
-        if (!ended) samples.push_back(bench::sampleProcess(pid));
+        if (ended) break;
+        samples.push_back(bench::sampleProcess(pid, k * every));
+        bench::printTableRow(samples.back());
     }
     if (!ended) waitForExit(pid, Clock::time_point::max(), &exitCode);
     const double ran = std::chrono::duration<double>(Clock::now() - start).count();
@@ -101,7 +113,7 @@ int main(int argc, char** argv) {
                      exitCode, ran, bench::readFile(log).c_str());
     } else {
         const unsigned int warmUp = std::min(kWarmUpSeconds, seconds / 10);
-        bench::reportGrowth(report, samples, warmUp / every, "s", every, kFlatTargetMb);
+        bench::reportGrowth(report, samples, warmUp, "s", kRatePer, kFlatTargetMb);
     }
     std::filesystem::remove_all(out);
     return failed ? 1 : 0;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 
 namespace bench {
 namespace {
@@ -47,57 +48,78 @@ constexpr Figure kFigures[] = {{"resident size", &ProcessSample::residentKb, 1.0
                                {"open files", &ProcessSample::openFiles, 1, "files", 0},
                                {"threads", &ProcessSample::threads, 1, "threads", 0}};
 
+std::string span(double amount, const std::string& unit) {
+    char text[48];
+    std::snprintf(text, sizeof text, "%.0f %s", amount, unit.c_str());
+    return text;
+}
+
 }  // namespace
 
-ProcessSample sampleProcess(pid_t pid) {
+ProcessSample sampleProcess(pid_t pid, double at) {
     const std::string proc = "/proc/" + std::to_string(pid);
     std::ifstream file(proc + "/status");
     const std::string status = "\n" + std::string(std::istreambuf_iterator<char>(file), {});
     ProcessSample sample;
+    sample.at = at;
     sample.residentKb = statusField(status, "VmRSS");
     sample.threads = statusField(status, "Threads");
     sample.openFiles = countEntries(proc + "/fd");
     return sample;
 }
 
-void reportGrowth(Report& report, const std::vector<ProcessSample>& samples, std::size_t warmUp,
-                  const std::string& unit, double perSample, double flatTargetMb) {
-    if (samples.size() < warmUp + 8) {
+void printTableHeading(const std::string& unit) {
+    std::printf("  %10s %12s %10s %8s\n", unit.c_str(), "resident MB", "open files", "threads");
+    std::fflush(stdout);
+}
+
+void printTableRow(const ProcessSample& sample) {
+    std::printf("  %10.0f %12.2f %10ld %8ld\n", sample.at, sample.residentKb / 1024.0,
+                sample.openFiles, sample.threads);
+    std::fflush(stdout);
+}
+
+void printTable(const std::vector<ProcessSample>& samples, const std::string& unit,
+                std::size_t rows) {
+    if (samples.empty()) return;
+    printTableHeading(unit);
+    const std::size_t last = samples.size() - 1;
+    const std::size_t step = std::max<std::size_t>(1, (last + rows - 1) / std::max<std::size_t>(1, rows));
+    for (std::size_t i = 0; i < last; i += step) printTableRow(samples[i]);
+    printTableRow(samples[last]);
+}
+
+void reportGrowth(Report& report, const std::vector<ProcessSample>& samples, double warmUp,
+                  const std::string& unit, double ratePer, double flatTargetMb) {
+    const auto warm = std::find_if(samples.begin(), samples.end(),
+                                   [&](const ProcessSample& s) { return s.at >= warmUp; });
+    const std::size_t from = static_cast<std::size_t>(warm - samples.begin());
+    if (samples.size() < from + 8) {
         report.note("too few samples after warm-up to judge growth");
         return;
     }
     const std::size_t last = samples.size() - 1;
-    const std::size_t quarter = std::max<std::size_t>(1, (last - warmUp) / 4);
-    auto span = [&](std::size_t count) {
-        char text[32];
-        std::snprintf(text, sizeof text, "%.0f %s", count * perSample, unit.c_str());
-        return std::string(text);
-    };
-    report.note("warm-up: the first " + span(warmUp) + "; each end is the median of the " +
-                "samples within two of it");
+    const std::size_t quarter = std::max<std::size_t>(1, (last - from) / 4);
+    const double ran = samples[last].at - samples[from].at;
+    const std::string quarterSpan = span(samples[last].at - samples[last - quarter].at, unit);
+    report.note("warm-up: the first " + span(samples[from].at, unit) + "; a quarter after it: " +
+                quarterSpan + "; each end is the median of the samples within two of it; " +
+                "goal: flat");
     for (const Figure& f : kFigures) {
-        const double atWarmUp = medianAround(samples, warmUp, f.field) * f.scale;
-        const double atEnd = medianAround(samples, last, f.field) * f.scale;
-        const double lastQuarter =
-            (medianAround(samples, last, f.field) - medianAround(samples, last - quarter, f.field)) *
-            f.scale;
+        auto at = [&](std::size_t i) { return medianAround(samples, i, f.field) * f.scale; };
         const std::string name = f.name;
-        report.figure(name + " after warm-up", atWarmUp, f.unit, f.decimals);
-        report.figure(name + " at the end", atEnd, f.unit, f.decimals);
-        report.figure(name + " growth after warm-up", atEnd - atWarmUp, f.unit, f.decimals);
+        const double growth = at(last) - at(from);
+        report.figure(name + " after warm-up", at(from), f.unit, f.decimals);
+        report.figure(name + " at the end", at(last), f.unit, f.decimals);
+        report.figure(name + " growth after warm-up", growth, f.unit, f.decimals);
+        report.figure(name + " growth per " + span(ratePer, unit), growth * ratePer / ran, f.unit,
+                      2);
+        report.figure(name + " growth, first quarter",
+                      at(from + quarter) - at(from), f.unit, f.decimals);
         const double target = f.field == &ProcessSample::residentKb ? flatTargetMb : 0;
-        report.figure(name + " growth over the last " + span(quarter), lastQuarter, f.unit,
-                      Target::atMost(target), f.decimals);
+        report.figure(name + " growth, last quarter", at(last) - at(last - quarter),
+                      f.unit, Target::atMost(target), f.decimals);
     }
-    const std::size_t step = std::max<std::size_t>(1, last / 12);
-    std::string curve = "MB/files/threads by " + unit + ":";
-    for (std::size_t i = 0; i <= last; i += step) {
-        char point[64];
-        std::snprintf(point, sizeof point, " %.0f:%.1f/%ld/%ld", i * perSample,
-                      samples[i].residentKb / 1024.0, samples[i].openFiles, samples[i].threads);
-        curve += point;
-    }
-    report.note(curve);
 }
 
 }  // namespace bench
