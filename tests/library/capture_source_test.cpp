@@ -1,6 +1,7 @@
 // The capture sources against the host's capture chain: what reaches the readers, the
 // AAC dump file and its sharing, the combined source's queues and shared sources, every
 // failure of opening, and readers on other threads while the sources go.
+#include <dirent.h>
 #include <sndfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <set>
 #include <thread>
 
@@ -50,8 +52,33 @@ std::vector<uint8_t> readFile(const std::string& path) {
 
 std::string errorText(int code) { return errno2str(code); }
 
+// Whether this process holds the AAC dump file open.
+bool dumpFileOpen() {
+    DIR* fds = ::opendir("/proc/self/fd");
+    bool open = false;
+    while (dirent* entry = fds ? ::readdir(fds) : nullptr) {
+        char target[256] = {};
+        const std::string link = std::string("/proc/self/fd/") + entry->d_name;
+        if (::readlink(link.c_str(), target, sizeof target - 1) > 0 && kDumpPath == std::string(target))
+            open = true;
+    }
+    if (fds) ::closedir(fds);
+    return open;
+}
+
+enum class Kind { Pcm, Aac, Multi };
+
 class CaptureSourceTest : public LibraryTest {
 protected:
+    static std::shared_ptr<module::I_Source> create(Kind kind) {
+        switch (kind) {
+        case Kind::Pcm: return module::PcmSource::Create("mic", kParam);
+        case Kind::Aac: return module::AacSource::Create("mic", kParam);
+        case Kind::Multi: return module::MultiAudioSourceAacPcm::Create("mic", kParam);
+        }
+        return nullptr;
+    }
+
     void SetUp() override {
         LibraryTest::SetUp();
         ::unlink(kDumpPath);
@@ -157,6 +184,8 @@ TEST_F(CaptureSourceTest, AWavFileGivenAsDeviceComesBackSampleForSample) {
 
 TEST_F(CaptureSourceTest, EachBufferBecomesOneFrameWithItsBytesAndItsTimeInMilliseconds) {
     auto source = module::PcmSource::Create("mic", kParam);
+    // A receive that succeeds without a buffer is passed over.
+    hostctl::failCall("rts_av_recv", 1, 0);
     // A larger buffer grows the working buffer; the smaller one after it reuses it.
     pushBuffers({640, 4000, 200});
     std::shared_ptr<module::Buf> frame;
@@ -171,14 +200,18 @@ TEST_F(CaptureSourceTest, EachBufferBecomesOneFrameWithItsBytesAndItsTimeInMilli
 
 // ---- Opening, closing and their failures -------------------------------------------------------
 
-enum class Kind { Pcm, Aac, Multi };
-
 struct OpenFailure {
     const char* function;
     unsigned int nth;
     Kind kind;
     const char* message;  // the failing step's record; its code is -EIO
 };
+
+// The file each kind's error records name, whatever shared code wrote them.
+std::string sourceFile(Kind kind) {
+    const char* names[] = {"rts_pcm_source", "rts_aac_source", "rts_aac_pcm_source"};
+    return std::string("src/rts390x/kq_api_shell/") + names[int(kind)] + ".cpp";
+}
 
 std::ostream& operator<<(std::ostream& out, const OpenFailure& f) {
     return out << f.function << " #" << f.nth << " (" << int(f.kind) << ")";
@@ -189,19 +222,13 @@ class CaptureOpenFailureTest : public CaptureSourceTest,
 protected:
     // Creates a source of `kind` and reads from it; the read's result.
     static int createAndRead(Kind kind, std::shared_ptr<module::I_Source>* source) {
+        *source = create(kind);
         std::shared_ptr<module::Buf> frame;
-        switch (kind) {
-        case Kind::Pcm: *source = module::PcmSource::Create("mic", kParam); break;
-        case Kind::Aac: *source = module::AacSource::Create("mic", kParam); break;
-        case Kind::Multi: {
-            auto multi = module::MultiAudioSourceAacPcm::Create("mic", kParam);
-            *source = multi;
-            // Its reads do not wait: give the worker time to end.
-            std::this_thread::sleep_for(100ms);
-            return multi->ReadCodec(&frame, 0, 0, module::I_SourceFactory::CODEC_PCM);
-        }
-        }
-        return (*source)->Read(&frame, 0, 0);
+        if (kind != Kind::Multi) return (*source)->Read(&frame, 0, 0);
+        // The combined source's reads do not wait: give the worker time to end.
+        std::this_thread::sleep_for(100ms);
+        return static_cast<module::MultiAudioSourceAacPcm&>(**source).ReadCodec(
+            &frame, 0, 0, module::I_SourceFactory::CODEC_PCM);
     }
 };
 
@@ -224,6 +251,11 @@ TEST_P(CaptureOpenFailureTest, IsLoggedAndLeavesNothingBehind) {
                    std::string(f.function) == "rts_av_set_profile";
     if (std::string(f.function) != "rts_av_init") {
         EXPECT_THAT(logTexts(), Contains(created ? "create channel fail\n" : "enable channel fail\n"));
+    }
+    for (const hostctl::LogRecord& r : hostctl::logRecords()) {
+        if (r.module == 26 && r.level == 4) {
+            EXPECT_EQ(r.file, sourceFile(f.kind)) << r.text;
+        }
     }
     EXPECT_TRUE(nothingLeft());
     EXPECT_EQ(hostctl::calls("rts_av_release").size(), 1u);
@@ -296,6 +328,57 @@ TEST_F(CaptureSourceTest, FailuresToStartOrStopReceivingEndTheWorkerAsEachSource
     EXPECT_EQ(aac->Read(&frame, 0, 0), 0);
     EXPECT_TRUE(findLog("start recv fail, ret = -5, " + errorText(-EIO)));
     EXPECT_EQ(hostctl::calls("rts_av_start_recv").size(), starts);
+}
+
+// Debug records are shown and never stored. Closing goes as the sink's does: reception
+// stopped, the chain disabled, the encoder pack and then the channels destroyed, the
+// dump file closed, the platform released.
+TEST_F(CaptureSourceTest, DebugRecordsAreOnlyShownAndClosingKeepsItsOrder) {
+    std::FILE* echo = std::tmpfile();
+    hostctl::setLogEcho(echo);
+    hostctl::setShownLevels(hostctl::kAllLogLevels);
+    const std::set<std::string> background = {"rts_av_poll", "rts_av_recv", "rts_av_put_buffer",
+                                              "do_pcm_to_aac_encode"};
+    const std::map<Kind, std::vector<std::string>> debug = {
+        {Kind::Pcm, {"PcmSource::Create() OK."}},
+        {Kind::Aac, {"createChannels start\n", "CaptureLoop start\n", "AacSource::Create() OK."}},
+        {Kind::Multi, {"createChannels start\n", "CaptureLoop start\n"}},
+    };
+    for (Kind kind : {Kind::Pcm, Kind::Aac, Kind::Multi}) {
+        SCOPED_TRACE(int(kind));
+        if (kind != Kind::Pcm && !hostctl::aacEncoderAvailable()) continue;
+        forgetHistory();
+        std::shared_ptr<module::I_Source> source = create(kind);
+        std::this_thread::sleep_for(100ms);  // the worker is receiving
+        std::vector<std::string> shown;
+        for (const hostctl::LogRecord& r : hostctl::logRecords(hostctl::LogRecord::Path::Shown))
+            if (r.level == 1) shown.push_back(r.text);
+        EXPECT_THAT(shown, ::testing::UnorderedElementsAreArray(debug.at(kind)));
+        for (const hostctl::LogRecord& r : hostctl::logRecords()) EXPECT_NE(r.level, 1u) << r.text;
+
+        std::vector<std::string> ids;
+        for (const char* made : {"rts_av_create_audio_encode_chn",
+                                 "rts_av_create_audio_resample_chn",
+                                 "rts_av_create_audio_capture_chn"})
+            ids.push_back(std::to_string(hostctl::calls(made).back().result));
+        forgetHistory();
+        source.reset();
+        std::vector<std::string> closing;
+        for (const hostctl::JournalEntry& e : hostctl::journal())
+            if (!background.count(e.function))
+                closing.push_back(e.function == "destroy_aac_encoder_pack" ? e.function
+                                                                           : e.function + "(" + e.args + ")");
+        std::vector<std::string> expected = {"rts_av_stop_recv(" + ids[0] + ")"};
+        for (const std::string& id : ids) expected.push_back("rts_av_disable_chn(" + id + ")");
+        if (kind != Kind::Pcm) expected.push_back("destroy_aac_encoder_pack");
+        for (const std::string& id : ids) expected.push_back("rts_av_destroy_chn(" + id + ")");
+        expected.push_back("rts_av_release()");
+        EXPECT_EQ(closing, expected);
+        EXPECT_TRUE(nothingLeft());
+        EXPECT_FALSE(dumpFileOpen());
+    }
+    hostctl::setLogEcho(nullptr);
+    std::fclose(echo);
 }
 
 // ---- AAC ---------------------------------------------------------------------------------------

@@ -52,7 +52,7 @@ MultiAudioSourceAacPcm::PrivateImp::~PrivateImp() {
 }
 
 void MultiAudioSourceAacPcm::PrivateImp::openSource() {
-    if (openChain() == 0) KQ_INFO("RTS Muti Audio Source AAC/PCM opened.");
+    if (openChain(KQ_HERE) == 0) KQ_INFO("RTS Muti Audio Source AAC/PCM opened.");
 }
 
 void MultiAudioSourceAacPcm::PrivateImp::closeSource() {
@@ -64,7 +64,7 @@ void MultiAudioSourceAacPcm::PrivateImp::closeSource() {
 // Each buffer is queued as PCM before it is encoded; its AAC output, if any, carries
 // the same media time.
 void MultiAudioSourceAacPcm::PrivateImp::CaptureLoop(std::atomic<bool>& stop) {
-    if (!kq::clearAacEncoder(mAacPack)) return;
+    if (!kq::clearAacEncoder(mAacPack, KQ_HERE)) return;
     int r = rts_av_start_recv(mEncodeChn);
     if (r != 0) {
         std::printf("start recv aac fail, ret = %d, %s\n", r, errno2str(r));

@@ -92,7 +92,7 @@ AacSource::PrivateImp::~PrivateImp() {
 }
 
 void AacSource::PrivateImp::openSource() {
-    if (openChain() != 0) return;
+    if (openChain(KQ_HERE) != 0) return;
     mDumpShared = shareDumpFile();
     if (!mDumpShared) {
         KQ_ERROR("Fail to open %s to write", kAacDumpPath);
@@ -110,7 +110,7 @@ void AacSource::PrivateImp::closeSource() {
 }
 
 void AacSource::PrivateImp::CaptureLoop(std::atomic<bool>& stop) {
-    if (!kq::clearAacEncoder(mAacPack)) return;
+    if (!kq::clearAacEncoder(mAacPack, KQ_HERE)) return;
     int r = rts_av_start_recv(mEncodeChn);
     if (r != 0) {
         KQ_PLATFORM_ERROR("start recv fail, ret = %d, %s", r);
@@ -127,7 +127,7 @@ void AacSource::PrivateImp::CaptureLoop(std::atomic<bool>& stop) {
 }
 
 int AacSource::PrivateImp::read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) {
-    int r = kq::waitForFrame(mFiber.get(), mDataQueue, out, a, b, mParam.frameMs);
+    int r = kq::waitForFrame(mFiber.get(), mDataQueue, out, a, b, mParam.frameMs, KQ_HERE);
     KQ_WARNING("RTS390X AacSource::Read R%d", r);
     return r;
 }

@@ -22,10 +22,10 @@ const EncodeChannelTexts kAacEncodeTexts{
 CaptureChain::CaptureChain(const EncodeChannelTexts& texts, aac_encoder_pack* aacPack)
     : mTexts(texts), mAacPack(aacPack) {}
 
-int CaptureChain::openChain() {
+int CaptureChain::openChain(const LogSite& site) {
     int r = rts_av_init();
     if (r != 0) {
-        KQ_ERROR("rts av init fail %d, %s\n", r, errno2str(r));
+        KQ_PLATFORM_ERROR_AT(site, "rts av init fail %d, %s\n", r);
         return r;
     }
     std::snprintf(mAttr.dev_node, sizeof mAttr.dev_node, "%s", mName ? mName : "");
@@ -43,13 +43,13 @@ int CaptureChain::openChain() {
         mAacPack->sampleRate = mParam.sampleRate;
         mAacPack->outputRate = mParam.sampleRate;
     }
-    if ((r = createChannels()) != 0) {
-        KQ_ERROR("create channel fail\n");
+    if ((r = createChannels(site)) != 0) {
+        KQ_ERROR_AT(site, "create channel fail\n");
         destroyChannels();
         return r;
     }
-    if ((r = enableChannels()) != 0) {
-        KQ_ERROR("enable channel fail\n");
+    if ((r = enableChannels(site)) != 0) {
+        KQ_ERROR_AT(site, "enable channel fail\n");
         disableChannels();
         destroyChannels();
         return r;
@@ -63,57 +63,57 @@ void CaptureChain::closeChain() {
 }
 
 // Each id is kept as soon as it is returned, also when it is a failure's code.
-int CaptureChain::createChannels() {
+int CaptureChain::createChannels(const LogSite& site) {
     if (mAacPack) KQ_DEBUG("createChannels start\n");
     mCaptureChn = rts_av_create_audio_capture_chn(&mAttr);
     if (mCaptureChn < 0) {
-        KQ_PLATFORM_ERROR("create capture chn fail, ret = %d, %s\n", mCaptureChn);
+        KQ_PLATFORM_ERROR_AT(site, "create capture chn fail, ret = %d, %s\n", mCaptureChn);
         return mCaptureChn;
     }
     mResampleChn = rts_av_create_audio_resample_chn(mParam.sampleRate, mParam.bitsPerSample,
                                                     mParam.channels);
     if (mResampleChn < 0) {
-        KQ_PLATFORM_ERROR("create resample chn fail, ret = %d, %s\n", mResampleChn);
+        KQ_PLATFORM_ERROR_AT(site, "create resample chn fail, ret = %d, %s\n", mResampleChn);
         return mResampleChn;
     }
     mEncodeChn = rts_av_create_audio_encode_chn(mEncodeType, mEncodeBitrate);
     if (mEncodeChn < 0) {
-        KQ_PLATFORM_ERROR(mTexts.create, mEncodeChn);
+        KQ_PLATFORM_ERROR_AT(site, mTexts.create, mEncodeChn);
         return mEncodeChn;
     }
     int r = rts_av_set_profile(mEncodeChn, &mProfile);
     if (r != 0) {
-        KQ_PLATFORM_ERROR("set audio encode profile fail, ret = %d, %s\n", r);
+        KQ_PLATFORM_ERROR_AT(site, "set audio encode profile fail, ret = %d, %s\n", r);
         return r;
     }
     if (mAacPack && (r = create_aac_encoder_pack(mAacPack)) != 0) {
-        KQ_ERROR("create aac encoder pack fail %d, %s\n", r, errno2str(r));
+        KQ_PLATFORM_ERROR_AT(site, "create aac encoder pack fail %d, %s\n", r);
         return r;
     }
     return 0;
 }
 
 // The first failure is returned; undoing is the caller's.
-int CaptureChain::enableChannels() {
+int CaptureChain::enableChannels(const LogSite& site) {
     int r;
     if ((r = rts_av_bind(mCaptureChn, mResampleChn)) != 0) {
-        KQ_PLATFORM_ERROR("bind capture and resample chn fail, ret = %d, %s\n", r);
+        KQ_PLATFORM_ERROR_AT(site, "bind capture and resample chn fail, ret = %d, %s\n", r);
         return r;
     }
     if ((r = rts_av_bind(mResampleChn, mEncodeChn)) != 0) {
-        KQ_PLATFORM_ERROR(mTexts.bind, r);
+        KQ_PLATFORM_ERROR_AT(site, mTexts.bind, r);
         return r;
     }
     if ((r = rts_av_enable_chn(mCaptureChn)) != 0) {
-        KQ_PLATFORM_ERROR("enable capture chn fail, ret = %d, %s\n", r);
+        KQ_PLATFORM_ERROR_AT(site, "enable capture chn fail, ret = %d, %s\n", r);
         return r;
     }
     if ((r = rts_av_enable_chn(mResampleChn)) != 0) {
-        KQ_PLATFORM_ERROR("enable resample chn fail, ret = %d, %s\n", r);
+        KQ_PLATFORM_ERROR_AT(site, "enable resample chn fail, ret = %d, %s\n", r);
         return r;
     }
     if ((r = rts_av_enable_chn(mEncodeChn)) != 0) {
-        KQ_PLATFORM_ERROR(mTexts.enable, r);
+        KQ_PLATFORM_ERROR_AT(site, mTexts.enable, r);
         return r;
     }
     return 0;
@@ -163,11 +163,11 @@ bool copyFrame(module::Buf& buf, const rts_av_buffer& received) {
     return true;
 }
 
-bool clearAacEncoder(aac_encoder_pack& pack) {
+bool clearAacEncoder(aac_encoder_pack& pack, const LogSite& site) {
     KQ_DEBUG("CaptureLoop start\n");
     int r = clear_aac_encoder_buffer(&pack);
     if (r == 0) return true;
-    KQ_PLATFORM_ERROR("start recv fail, ret = %d, %s", r);
+    KQ_PLATFORM_ERROR_AT(site, "start recv fail, ret = %d, %s", r);
     return false;
 }
 
@@ -188,10 +188,10 @@ int readIfRunning(const module::Fiber* worker, module::DataQueue& queue,
 
 int waitForFrame(const module::Fiber* worker, module::DataQueue& queue,
                  std::shared_ptr<module::Buf>* out, unsigned int a, unsigned int b,
-                 uint16_t frameMs) {
+                 uint16_t frameMs, const LogSite& site) {
     // The queue never hands a frame to a null `out`: waiting for one would never end.
     if (!out) {
-        KQ_ERROR("Read: no place for the frame given");
+        KQ_ERROR_AT(site, "Read: no place for the frame given");
         return 0;
     }
     for (;;) {

@@ -18,6 +18,7 @@
 #include "module/data_queue.h"
 #include "module/fiber.h"
 #include "rts_av.h"
+#include "rts_log.h"
 
 namespace kq {
 
@@ -45,8 +46,9 @@ public:
     }
     // Starts the platform, fills the records, makes and enables the chain, and tears
     // down what was made when that fails. 0 once the chain is enabled; the platform is
-    // released by the caller's close in any case.
-    int openChain();
+    // released by the caller's close in any case. Failures are logged at `site`, the
+    // opening source's.
+    int openChain(const LogSite& site);
     // Disables and destroys the chain; releasing the platform is the caller's last step.
     void closeChain();
 
@@ -71,8 +73,8 @@ protected:
     rts_av_profile mProfile{};
 
 private:
-    int createChannels();
-    int enableChannels();
+    int createChannels(const LogSite& site);
+    int enableChannels(const LogSite& site);
     void disableChannels();
     void destroyChannels();
     void stopReceiving();
@@ -109,8 +111,8 @@ void stamp(module::Buf& buf, uint32_t bytes, uint64_t timestampUs);
 bool copyFrame(module::Buf& buf, const rts_av_buffer& received);
 
 // The AAC sources' worker start: the debug record, then the encoder pack emptied of
-// any input from before; false, with an error record, when the pack refuses.
-bool clearAacEncoder(aac_encoder_pack& pack);
+// any input from before; false, with an error record at `site`, when the pack refuses.
+bool clearAacEncoder(aac_encoder_pack& pack, const LogSite& site);
 // Encodes a received PCM buffer into `out` and returns the encoder's result: positive,
 // the AAC bytes, then marked as `out`'s frame with the PCM buffer's time; 0 while the
 // encoder collects input; negative for a failure, logged.
@@ -118,10 +120,10 @@ int encodeAacFrame(aac_encoder_pack& pack, module::Buf& out, const rts_av_buffer
 
 // A source's Read: waits for the next frame in `queue` in steps of `frameMs`, and gives
 // up once `worker` has stopped. A frameMs of 0 waits in steps of 1 ms instead of
-// spinning.
+// spinning. A read with no place for the frame is refused at once, logged at `site`.
 int waitForFrame(const module::Fiber* worker, module::DataQueue& queue,
                  std::shared_ptr<module::Buf>* out, unsigned int a, unsigned int b,
-                 uint16_t frameMs);
+                 uint16_t frameMs, const LogSite& site);
 
 // One read of `queue`, or 0 without touching it once `worker` has stopped.
 int readIfRunning(const module::Fiber* worker, module::DataQueue& queue,
@@ -135,7 +137,7 @@ void CaptureChain::receiveUntilStopped(std::atomic<bool>& stop, OnBuffer onBuffe
         module::Fiber::SleepMs(1);
         if (rts_av_poll(mEncodeChn) != 0) continue;
         rts_av_buffer* buffer = nullptr;
-        if (rts_av_recv(mEncodeChn, &buffer) != 0) continue;
+        if (rts_av_recv(mEncodeChn, &buffer) != 0 || !buffer) continue;
         onBuffer(*buffer);
         rts_av_put_buffer(buffer);
     }

@@ -17,7 +17,7 @@ public:
 
     void start(const char* name, const AudioParam& param);
     int read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) {
-        return kq::waitForFrame(mFiber.get(), mDataQueue, out, a, b, mParam.frameMs);
+        return kq::waitForFrame(mFiber.get(), mDataQueue, out, a, b, mParam.frameMs, KQ_HERE);
     }
 
 private:
@@ -46,7 +46,7 @@ PcmSource::PrivateImp::~PrivateImp() {
 }
 
 void PcmSource::PrivateImp::openSource() {
-    if (openChain() == 0) KQ_INFO("RTS PCM Source opened.");
+    if (openChain(KQ_HERE) == 0) KQ_INFO("RTS PCM Source opened.");
 }
 
 void PcmSource::PrivateImp::closeSource() {
