@@ -14,38 +14,39 @@ int aud_in_mute = 0;
 
 namespace {
 
-// One direction: its mute flag, its support library calls and their failure texts.
+// One direction: its mute flag, its support library calls and the records of their
+// failures, each written with its own text as the record's format.
 struct VolumePath {
     int& mute;
     int (*getVolume)(int*);
     int (*setVolume)(int);
     int (*enableMute)(int);
-    const char* getFailure;
-    const char* muteFailure;
-    const char* setFailure;
+    void (*logGetFailure)();
+    void (*logMuteFailure)();
+    void (*logSetFailure)();
 };
 
 const VolumePath kSpeaker = {aud_out_mute,
                              get_playback_volume,
                              set_playback_volume,
                              enable_playback_mute,
-                             "get playback volume fail!",
-                             "enable playback mute fail!",
-                             "set playback volume fail!"};
+                             [] { KQ_ERROR("get playback volume fail!"); },
+                             [] { KQ_ERROR("enable playback mute fail!"); },
+                             [] { KQ_ERROR("set playback volume fail!"); }};
 const VolumePath kMicrophone = {aud_in_mute,
                                 get_capture_volume,
                                 set_capture_volume,
                                 enable_capture_mute,
-                                "get capture volume fail!",
-                                "enable capture mute fail!",
-                                "set capture volume fail!"};
+                                [] { KQ_ERROR("get capture volume fail!"); },
+                                [] { KQ_ERROR("enable capture mute fail!"); },
+                                [] { KQ_ERROR("set capture volume fail!"); }};
 
 int getVolume(const VolumePath& path) {
     if (path.mute != 0) return 0;
     int volume = -1;
     int r = path.getVolume(&volume);
     if (r < 0) {
-        KQ_ERROR("%s", path.getFailure);
+        path.logGetFailure();
         return r;
     }
     return volume;
@@ -57,12 +58,12 @@ int setVolume(const VolumePath& path, int volume) {
     path.mute = volume == 0 ? 1 : 0;
     int r = path.enableMute(path.mute);
     if (r < 0) {
-        KQ_ERROR("%s", path.muteFailure);
+        path.logMuteFailure();
         return r;
     }
     r = path.setVolume(volume);
     if (r < 0) {
-        KQ_ERROR("%s", path.setFailure);
+        path.logSetFailure();
         return r;
     }
     return volume;

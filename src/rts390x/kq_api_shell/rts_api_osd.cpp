@@ -25,10 +25,11 @@ VideoContext* overlayContext(const char* function, int channel) {
 // Loads the bitmap at `path` for `channel` and hands its pixels to
 // `makeImage(context, pixels, info)`, which makes the pipe's image from them; the pixels
 // are freed before this returns. The channel is checked before the file is opened, the
-// library's start only after the file was read. -1 when no image was made.
-template <typename MakeImage>
-int loadImage(const char* function, int channel, const char* path, const char* loadFailure,
-              MakeImage makeImage) {
+// library's start only after the file was read; `logLoadFailure` writes the record of a
+// file that cannot be loaded. -1 when no image was made.
+template <typename LogLoadFailure, typename MakeImage>
+int loadImage(const char* function, int channel, const char* path,
+              LogLoadFailure logLoadFailure, MakeImage makeImage) {
     if (static_cast<uint32_t>(channel) >= kq::kChannelCount) {
         KQ_ERROR("invalid channel: %d", channel);
         return kOverlayFailed;
@@ -37,7 +38,7 @@ int loadImage(const char* function, int channel, const char* path, const char* l
     std::memset(&info, 0, sizeof info);
     std::shared_ptr<module::Buf> bitmap = module::GetPureBitmap(path, &info);
     if (!bitmap) {
-        KQ_ERROR("%s", loadFailure);
+        logLoadFailure();
         return kOverlayFailed;
     }
     VideoContext* context = startedContext(function);
@@ -97,7 +98,7 @@ void kq_watermark_setup_opaque(int channel, int value) {
 }
 
 void kq_watermark_setup_logo(int channel, const char* bmp_path) {
-    loadImage(__func__, channel, bmp_path, "get logo file failed!",
+    loadImage(__func__, channel, bmp_path, [] { KQ_ERROR("get logo file failed!"); },
               [channel](VideoContext& context, const void* pixels, const module::BmpInfo& info) {
                   context.setWatermarkImage(channel, pixels, info.width, info.height, info.format,
                                             info.bits);
@@ -111,7 +112,7 @@ int kq_enable_privacy_mode(int channel, int enable) {
 }
 
 int kq_privacy_setup_icon(int channel, const char* bmp_path) {
-    return loadImage(__func__, channel, bmp_path, "get icon file failed!",
+    return loadImage(__func__, channel, bmp_path, [] { KQ_ERROR("get icon file failed!"); },
                      [channel](VideoContext& context, const void* pixels,
                                const module::BmpInfo& info) {
                          return context.setPrivacyIcon(channel, pixels, info.width, info.height,
