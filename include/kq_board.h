@@ -10,7 +10,7 @@
 
 #include "kq_export.h"
 
-enum i2c_action_type {
+enum i2c_action_type : int {
     I2C_ACTION_READ = 0,        // i2c_act_direct, i2c_act_register
     I2C_ACTION_WRITE = 1,       // i2c_act_direct, i2c_act_register
     I2C_ACTION_SET_BITS = 2,    // i2c_act_reg_bits: ORs `bits` in

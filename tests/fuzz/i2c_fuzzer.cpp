@@ -2,10 +2,11 @@
 // (a 256-register sensor and a 64 KiB memory), put back as new for every input. Buffers
 // are real: `size` is the length of the buffer passed, or the buffer is null.
 //
-// Input: function byte (its top bit: null buffer), action, device choice and address,
-// register arguments, length choice and value, then the buffer's bytes. Beyond the
-// sanitizers' checks: a result is 0 or negative, the library's own argument checks come
-// first with their codes, and a transfer changes no byte of the buffer past its length.
+// Input: function byte (its top bit: null buffer), action (any int), device choice and
+// address, register arguments, length choice and value, then the buffer's bytes. Beyond
+// the sanitizers' checks: a result is 0 or negative, the library's own argument checks
+// come first with their codes, an action the function does not take gives -21, and a
+// transfer changes no byte of the buffer past its length.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -79,8 +80,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     InputReader in(data, size);
     const uint8_t function = in.take<uint8_t>();
-    // Any value the enumeration can hold (0-7): the five actions and three refused ones.
-    const auto action = static_cast<i2c_action_type>(in.take<uint8_t>() % 8);
+    // Any int: the enumeration's underlying type is int, so every value is one it holds.
+    const auto action = static_cast<i2c_action_type>(in.take<int>());
     const uint8_t deviceChoice = in.take<uint8_t>();
     const int device = pickDevice(deviceChoice, in.take<int>());
     const int reg1 = in.take<uint8_t>() & 1 ? in.take<int>() : in.take<uint8_t>();
@@ -107,12 +108,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         break;
     }
     KQ_FUZZ_CHECK(r <= 0);
+    const bool transfer = action == I2C_ACTION_READ || action == I2C_ACTION_WRITE;
     if (function % 3 != 2) {
         const int check = expectedCheck(length, bytes, bufferSize);
         if (check != 0) KQ_FUZZ_CHECK(r == check);
+        if (check == 0 && !transfer) KQ_FUZZ_CHECK(r == -21);
         // Only a read changes the buffer, and only its first `length` bytes.
         const std::size_t kept = check == 0 && action == I2C_ACTION_READ ? length : 0;
         KQ_FUZZ_CHECK(std::equal(buffer.begin() + kept, buffer.end(), before.begin() + kept));
+    } else if (action < I2C_ACTION_SET_BITS || action > I2C_ACTION_UPDATE_BITS) {
+        KQ_FUZZ_CHECK(r == -21);
     }
     resetBoard();
     return 0;

@@ -15,7 +15,9 @@ using ::testing::StartsWith;
 namespace {
 
 constexpr int kDevice = 0x50;
+// Actions no function takes, inside and outside the named values' range.
 constexpr auto kUnknownAction = static_cast<i2c_action_type>(7);
+constexpr auto kNegativeAction = static_cast<i2c_action_type>(-1);
 constexpr unsigned int kWarning = 3;
 constexpr unsigned int kError = 4;
 
@@ -135,14 +137,16 @@ TEST_F(BoardTest, TransferChecksComeInTheirOrderBeforeTheAction) {
 TEST_F(BoardTest, EachI2cFunctionRefusesTheActionsItDoesNotTake) {
     unsigned char buffer[2] = {};
     for (i2c_action_type action :
-         {I2C_ACTION_SET_BITS, I2C_ACTION_CLEAR_BITS, I2C_ACTION_UPDATE_BITS, kUnknownAction}) {
+         {I2C_ACTION_SET_BITS, I2C_ACTION_CLEAR_BITS, I2C_ACTION_UPDATE_BITS, kUnknownAction,
+          kNegativeAction}) {
         SCOPED_TRACE(action);
         EXPECT_EQ(i2c_act_direct(action, kDevice, 2, buffer, 2), -21);
         expectWarning("i2c act direct fail!, ret = -21, Is a directory");
         EXPECT_EQ(i2c_act_register(action, kDevice, 1, 0, 2, buffer, 2), -21);
         expectWarning("i2c act register fail!, ret = -21, Is a directory");
     }
-    for (i2c_action_type action : {I2C_ACTION_READ, I2C_ACTION_WRITE, kUnknownAction}) {
+    for (i2c_action_type action :
+         {I2C_ACTION_READ, I2C_ACTION_WRITE, kUnknownAction, kNegativeAction}) {
         SCOPED_TRACE(action);
         EXPECT_EQ(i2c_act_reg_bits(action, kDevice, 1, 0, 0xff, 0xff), -21);
         expectWarning("i2c act reg bits fail!, ret = -21, Is a directory");
