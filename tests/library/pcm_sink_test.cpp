@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstring>
+#include <ctime>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -76,14 +77,27 @@ TEST_F(PcmSinkTest, BuffersToEightThenSendsABurstOfFourThenOnePerPeriod) {
 
     writeBuffers(*sink, 7, 8);
     ASSERT_TRUE(hostctl::waitPlaybackPlayed(mChn, 8 * kFrameBytes, 5000));
-    std::vector<hostctl::PlaybackArrival> arrivals = hostctl::playbackArrivals(mChn);
-    ASSERT_EQ(arrivals.size(), 8u);
-    // Four back to back, then the rest paced a period apart (20 ms; bounds generous).
-    EXPECT_LT(arrivals[3].timeUs - arrivals[0].timeUs, 20000u);
-    EXPECT_GE(arrivals[7].timeUs - arrivals[3].timeUs, 3 * 20000u);
-    EXPECT_LT(arrivals[7].timeUs - arrivals[3].timeUs, 3000000u);
+    EXPECT_EQ(hostctl::playbackArrivals(mChn).size(), 8u);
     EXPECT_EQ(hostctl::playbackStats(mChn).underruns, 0u);
     EXPECT_EQ(sink->JitterMs(), 0);
+}
+
+// The burst of 4, then the pacer started ready: buffers 1 to 5 go at once and the rest
+// one a period after the 5th. Periods of 100 ms keep "at once" far from "a period
+// later"; pacing is never early, so the lower bounds are exact.
+TEST_F(PcmSinkTest, TheBurstAndTheReadyPacerSendFiveAtOnceThenOneAPeriod) {
+    constexpr module::AudioParam kSlow{16000, 1, 16, 100};
+    constexpr uint32_t kBytes = 3200;
+    constexpr uint64_t kPeriodUs = 100000;
+    auto sink = create("speaker", kSlow);
+    for (uint32_t i = 0; i < 8; ++i) sink->Write(counting(i * kBytes / 2, kBytes), kBytes);
+    ASSERT_TRUE(hostctl::waitPlaybackPlayed(mChn, 8 * kBytes, 5000));
+    std::vector<hostctl::PlaybackArrival> arrivals = hostctl::playbackArrivals(mChn);
+    ASSERT_EQ(arrivals.size(), 8u);
+    const uint64_t first = arrivals[0].timeUs;
+    EXPECT_LT(arrivals[4].timeUs - first, kPeriodUs) << "the 5th goes with the burst";
+    for (uint64_t k = 5; k < 8; ++k)
+        EXPECT_GE(arrivals[k].timeUs - first, (k - 4) * kPeriodUs) << "buffer " << k + 1;
 }
 
 TEST_F(PcmSinkTest, FlushEndsTheWaitAndAWriteCancelsIt) {
@@ -107,22 +121,25 @@ TEST_F(PcmSinkTest, FlushEndsTheWaitAndAWriteCancelsIt) {
 
 TEST_F(PcmSinkTest, StarvationMutesAfterFiveSecondsAndTheNextStartUnmutes) {
     auto sink = create();
-    auto mutes = [] {
-        std::vector<std::string> args;
-        for (const hostctl::JournalEntry& e : hostctl::calls("enable_playback_mute"))
-            args.push_back(e.args);
-        return args;
+    auto mutes = [] { return hostctl::calls("enable_playback_mute"); };
+    auto args = [&] {
+        std::vector<std::string> all;
+        for (const hostctl::JournalEntry& e : mutes()) all.push_back(e.args);
+        return all;
     };
     writeBuffers(*sink, 0, 8);
     // A new sink starts muted in its own view: the first start unmutes, nothing more.
     ASSERT_TRUE(waitFor([&] { return mutes().size() == 1; }));
-    EXPECT_THAT(mutes(), ElementsAre("0"));
+    EXPECT_THAT(args(), ElementsAre("0"));
     ASSERT_TRUE(waitFor([&] { return mutes().size() == 2; }, 10000ms));
-    EXPECT_THAT(mutes(), ElementsAre("0", "1")) << "muted once, after 5 s without data";
+    EXPECT_THAT(args(), ElementsAre("0", "1")) << "muted once, after 5 s without data";
+    // Buffering began after the last buffer went to the speaker.
+    const uint64_t lastSentUs = hostctl::playbackArrivals(mChn).back().timeUs;
+    EXPECT_GT(mutes()[1].timeUs - lastSentUs, 5000000u) << "muted no earlier than 5 s in";
     EXPECT_EQ(sink->getVolume(), 0) << "a muted sink reports 0";
     writeBuffers(*sink, 8, 16);
     ASSERT_TRUE(waitFor([&] { return mutes().size() == 3; }));
-    EXPECT_THAT(mutes(), ElementsAre("0", "1", "0"));
+    EXPECT_THAT(args(), ElementsAre("0", "1", "0"));
 }
 
 TEST_F(PcmSinkTest, VolumeFollowsTheSinksOwnMuteFlag) {
@@ -255,18 +272,68 @@ INSTANTIATE_TEST_SUITE_P(
                     "start send fail, ret = " + kCode,
                     {"rts_av_start_send", "rts_av_disable_chn", "rts_av_destroy_chn"}}));
 
-TEST_F(PcmSinkTest, UnplayableParametersGiveASinkWithoutAChannel) {
+// A device write that fails loses that one buffer and says so; a buffer taken from the
+// pool goes back to it, and the buffers after it still play.
+TEST_F(PcmSinkTest, AFailedDeviceWriteLosesOnlyItsOwnBuffer) {
+    struct WriteFailure {
+        const char* call;
+        unsigned int level;
+        std::string record;
+    };
+    const WriteFailure failures[] = {
+        {"pop_audio_queue", 3, "pop audio queue fail"},
+        {"rts_av_send", 4, "rts av send fail, ret = " + kCode + "\n"},
+    };
+    for (const WriteFailure& f : failures) {
+        SCOPED_TRACE(f.call);
+        hostctl::reset();
+        hostctl::setLogEcho(nullptr);
+        auto sink = create();
+        hostctl::failCall(f.call, 2, -5);
+        writeBuffers(*sink, 0, 8);
+        ASSERT_TRUE(hostctl::waitPlaybackPlayed(mChn, 7 * kFrameBytes, 5000));
+        hostctl::LogRecord record;
+        ASSERT_TRUE(findLog(f.record, &record));
+        EXPECT_EQ(record.level, f.level);
+        std::size_t popped = 0;
+        for (const hostctl::JournalEntry& e : hostctl::calls("pop_audio_queue")) popped += e.result == 0;
+        EXPECT_EQ(hostctl::calls("rts_av_put_buffer").size(), popped) << "every device buffer back";
+
+        writeBuffers(*sink, 8, 16);
+        EXPECT_TRUE(hostctl::waitPlaybackPlayed(mChn, 15 * kFrameBytes, 5000));
+        EXPECT_EQ(hostctl::playbackStats(mChn).bytesReceived, 15 * kFrameBytes);
+    }
+}
+
+double processCpuSeconds() {
+    timespec t{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+    return double(t.tv_sec) + double(t.tv_nsec) / 1e9;
+}
+
+// Such a sink's worker waits in short steps whatever frameMs says: it neither spins
+// (frameMs 0) nor holds up its destruction (8 s buffers). Bounds are generous: a
+// spinning worker takes all of a core, a waiting one next to nothing.
+TEST_F(PcmSinkTest, UnplayableParametersGiveASinkWithoutAChannelThatWaitsCheaply) {
     const module::AudioParam refused[] = {
         {16000, 1, 16, 0}, {0, 1, 16, 20}, {16000, 0, 16, 20}, {16000, 1, 0, 20},
         {192000, 8, 32, 100},  // 614,400 bytes a buffer
+        {16000, 1, 16, 8000},  // 256,000 bytes a buffer
     };
     for (const module::AudioParam& param : refused) {
+        SCOPED_TRACE(param.frameMs);
         forgetHistory();
         auto sink = create("speaker", param);
+        EXPECT_TRUE(sink->IsRunning());
         EXPECT_THAT(callNames(), ElementsAre("rts_av_init"));
         ASSERT_EQ(logTexts().size(), 1u);
         EXPECT_THAT(logTexts()[0], ::testing::StartsWith("RTS PCM Sink cannot play"));
+        const double cpuBefore = processCpuSeconds();
+        std::this_thread::sleep_for(200ms);
+        EXPECT_LT(processCpuSeconds() - cpuBefore, 0.1);
+        const auto destroyed = Clock::now();
         sink.reset();
+        EXPECT_LT(Clock::now() - destroyed, 1s);
         EXPECT_EQ(hostctl::platformInitCount(), 0);
     }
 }

@@ -1,5 +1,7 @@
 #include "host_control.h"
 
+#include <time.h>
+
 #include <algorithm>
 #include <atomic>
 #include <map>
@@ -137,9 +139,12 @@ int Call::result(int code) {
     mResult = code;
     mRecorded = true;
     if (!journalEnabled()) return code;
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const uint64_t timeUs = uint64_t(now.tv_sec) * 1000000u + uint64_t(now.tv_nsec) / 1000u;
     ControlState& s = state();
     std::lock_guard<std::mutex> lock(s.mutex);
-    s.journal.push({mFunction, std::move(mArgs), code});
+    s.journal.push({mFunction, std::move(mArgs), code, timeUs});
     return code;
 }
 

@@ -32,6 +32,7 @@ struct JournalEntry {
     std::string function;  // "rts_av_bind"
     std::string args;      // "3, 4"; records by address as "{1, 1920, 1080, 1, 25}"
     int result;
+    uint64_t timeUs;  // when the call returned: CLOCK_MONOTONIC, as the buffers' stamps
 
     // "rts_av_bind(3, 4) = 0"
     std::string text() const;

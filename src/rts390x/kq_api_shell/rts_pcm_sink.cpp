@@ -31,6 +31,10 @@ constexpr int kBurst = 4;
 constexpr std::chrono::nanoseconds kStarvationLimit{5000000000LL};
 // The platform takes a device buffer's size as a 16-bit count.
 constexpr uint32_t kMaxFrameBytes = 65535;
+// A sink that cannot play has no buffer period to keep: its worker waits in steps of
+// this many milliseconds, so that a frameMs of 0 does not spin and one of seconds does
+// not hold up the sink's destruction.
+constexpr unsigned int kUnplayableStepMs = 10;
 
 #if defined(__SANITIZE_THREAD__)
 #define KQ_THREAD_SANITIZER 1
@@ -133,6 +137,8 @@ private:
 
     bool mStarted = false;  // by Create
     uint32_t mFrameBytes = 0;
+    bool mPlayable = false;    // whether the format gives a device buffer the platform takes
+    unsigned int mStepMs = 0;  // the worker's buffering poll; half of it its idle sleep
     std::atomic<const std::atomic<bool>*> mWorkerStop{nullptr};
     // Whether the last write found the jitter buffer full, so that a run of drops is
     // reported once.
@@ -147,6 +153,8 @@ void PcmSink::PrivateImp::start(const char* name, const AudioParam& param) {
     mName = name;
     mParam = param;
     mFrameBytes = frameBytesOf(param);
+    mPlayable = playable(param, mFrameBytes);
+    mStepMs = mPlayable ? param.frameMs : kUnplayableStepMs;
     openSink();
     mFiber = std::make_unique<Fiber>(
         "PCM playback", [this](std::atomic<bool>& stop) { startPlayback(stop); },
@@ -171,7 +179,7 @@ void PcmSink::PrivateImp::openSink() {
         return;
     }
     // Checked once the platform is started, so that closeSink's release pairs with it.
-    if (!playable(mParam, mFrameBytes)) {
+    if (!mPlayable) {
         KQ_ERROR("RTS PCM Sink cannot play %u Hz, %u channels, %u bits, %u ms: a device "
                  "buffer must hold 1 to %u bytes\n",
                  mParam.sampleRate, unsigned{mParam.channels}, unsigned{mParam.bitsPerSample},
@@ -325,7 +333,7 @@ void PcmSink::PrivateImp::buffering() {
             mute(true);
             starving = true;
         }
-        Fiber::SleepMs(mParam.frameMs);
+        Fiber::SleepMs(mStepMs);
     }
     mFlushRequested.store(false);
     if (workerRunning() && isMute()) mute(false);
@@ -338,7 +346,7 @@ void PcmSink::PrivateImp::playback(std::atomic<bool>& stop) {
     pacer.Start(true);
     while (!stop.load()) {
         if (!pacer.IsReady()) {
-            Fiber::SleepMs(mParam.frameMs / 2);
+            Fiber::SleepMs(mStepMs / 2);
             continue;
         }
         if (sendQueued(1)) {
