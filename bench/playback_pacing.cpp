@@ -1,7 +1,9 @@
 // A minute of playback through module::PcmSink into the host's in-memory speaker, fed by
 // a writer that keeps up (the start level at once, then one 20 ms buffer a period):
 // underruns, how the buffers' arrivals at the speaker keep time, the heap allocations
-// per buffer in steady state, and the process's CPU time per minute of audio.
+// per buffer in steady state, and the process's CPU time per minute of audio. Then two
+// sinks whose format cannot be played: the CPU time of one with buffers of 0 ms, and
+// how long destroying one with buffers of 8 s takes.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -82,6 +84,26 @@ Counts writeFor(module::PcmSink& sink, unsigned buffers) {
     return counts;
 }
 
+// A sink that cannot play must neither spin nor hold up its destruction for a buffer
+// period it never keeps.
+void measureUnplayableSinks(bench::Report& report) {
+    const double cpuBefore = cpuSeconds();
+    auto spinner = module::PcmSink::Create("bench-speaker", {48000, 2, 16, 0});
+    std::this_thread::sleep_for(2s);
+    const double cpu = cpuSeconds() - cpuBefore;
+    spinner.reset();
+    auto slow = module::PcmSink::Create("bench-speaker", {48000, 2, 16, 8000});
+    std::this_thread::sleep_for(100ms);
+    const auto destroying = Clock::now();
+    slow.reset();
+    const double destroyMs =
+        std::chrono::duration<double, std::milli>(Clock::now() - destroying).count();
+    report.figure("CPU time of a sink of 0 ms buffers over 2 s", cpu, "s",
+                  bench::Target::atMost(0.05), 3);
+    report.figure("time to destroy a sink of 8 s buffers", destroyMs, "ms",
+                  bench::Target::atMost(50), 1);
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -116,6 +138,7 @@ int main(int argc, char** argv) {
     if (arrivals.size() != buffers) {
         report.note("the speaker kept " + std::to_string(arrivals.size()) + " arrivals of " +
                     std::to_string(buffers) + ": no timing figures");
+        measureUnplayableSinks(report);
         return 0;
     }
     // After the burst every buffer should arrive one period after the one before:
@@ -146,5 +169,6 @@ int main(int argc, char** argv) {
     report.note("allocations counted over " + std::to_string(counts.buffers) +
                 " buffers, after " + std::to_string(kSettle.count()) +
                 " s and until as long before the end; CPU time of the whole process");
+    measureUnplayableSinks(report);
     return 0;
 }
