@@ -11,6 +11,8 @@ namespace module {
 
 class KQ_EXPORT AacSource : public I_Source, public std::enable_shared_from_this<AacSource> {
 public:
+    // As PcmSource::Create(); a dump file that cannot be opened is logged and the source
+    // captures all the same.
     static std::shared_ptr<AacSource> Create(const char* name, const AudioParam& param);
 
     AacSource();
@@ -18,8 +20,8 @@ public:
     AacSource(const AacSource&) = delete;
     AacSource& operator=(const AacSource&) = delete;
 
-    // Waits for the next AAC frame and returns its byte count; 0 once the worker has
-    // stopped (a device failure included). Any thread.
+    // As PcmSource::Read(), with AAC frames; every call also logs its result as a
+    // warning ("RTS390X AacSource::Read R%d"). Any thread.
     int Read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) override;
 
     class PrivateImp;

@@ -23,10 +23,11 @@ public:
     MultiAudioSourceAacPcm(const MultiAudioSourceAacPcm&) = delete;
     MultiAudioSourceAacPcm& operator=(const MultiAudioSourceAacPcm&) = delete;
 
-    // One read of the AAC queue, without waiting.
+    // One read of the AAC queue, without waiting: a reader polls at its own pace. 0 when
+    // it is empty, and at once once the worker has stopped.
     int Read(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b) override;
-    // One read of the queue of `codec`: the byte count, or 0 (also for an unknown codec,
-    // which is logged).
+    // One read of the queue of `codec`, as Read(): the byte count, or 0 (also for an
+    // unknown codec, which is logged while the worker runs).
     int ReadCodec(std::shared_ptr<Buf>* out, unsigned int a, unsigned int b,
                   I_SourceFactory::Codec codec);
     // A source reading one codec's queue; it keeps this source alive. The last shared
