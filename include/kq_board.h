@@ -29,10 +29,10 @@ KQ_EXPORT int gpio_get_value(int gpio);
 KQ_EXPORT int gpio_set_value(int gpio, int value);
 
 // I2C transfers with `device` on bus 0. 0 on success, else a code, logged as a warning:
-// -21 for a length or size of 0 or less or an action the function does not take, -10
-// for a null buffer, -69 when `size` (the buffer's capacity) is smaller than `length`,
-// checked in this order before anything is sent; or the platform's non-zero code
-// (a positive one included).
+// -21 for a length or size of 0 or less, -10 for a null buffer, -69 when `size` (the
+// buffer's capacity) is smaller than `length`, checked in this order before anything
+// is sent; then -21 for an action the function does not take; or the platform's
+// non-zero code (a positive one included).
 // Direct transfers read or write `length` bytes at the device's register pointer (on
 // the host a write's first byte is the register address and moves the pointer).
 KQ_EXPORT int i2c_act_direct(i2c_action_type action, int device, int length,
@@ -48,9 +48,10 @@ KQ_EXPORT int i2c_act_reg_bits(i2c_action_type action, int device, int reg1, int
 // Speaker (out) and microphone (in) volume, on the platform's scale (0-100 on the host).
 // Setting 0 mutes, anything else unmutes first; while muted the getters answer 0
 // without asking the platform. The setters return the volume given, the getters the
-// volume; a negative result is the platform's code, logged as an error (a failed mute
-// change leaves the volume as it was). These mute flags are the process's own and are
-// apart from a PcmSink's.
+// volume; a negative result is the platform's code, logged as an error. A failed mute
+// change leaves the volume as it was but the mute flag changed: after a failed set to 0
+// the getter answers 0. These mute flags are the process's own and are apart from a
+// PcmSink's.
 KQ_EXPORT int get_aud_out_volume();
 KQ_EXPORT int set_aud_out_volume(int volume);
 KQ_EXPORT int get_aud_in_volume();
