@@ -194,6 +194,44 @@ TEST(FiberTest, RunsCallbacksAndLoopOnANamedWorkerUntilDestroyed) {
     EXPECT_STREQ(name, "a-rather-long-w");
 }
 
+// A fiber destroyed on its own worker cannot wait for itself: the worker finishes on its
+// own and touches nothing freed (the sanitizer build catches any slip).
+TEST(FiberTest, DestroyedOnItsOwnWorkerItFinishesAlone) {
+    struct SignalWhenGone {
+        std::shared_ptr<std::promise<void>> gone = std::make_shared<std::promise<void>>();
+        ~SignalWhenGone() { gone->set_value(); }
+    };
+    for (bool fromLoop : {true, false}) {
+        SCOPED_TRACE(fromLoop ? "from the loop" : "from onStop");
+        auto signal = std::make_shared<SignalWhenGone>();
+        std::future<void> workerGone = signal->gone->get_future();
+        std::unique_ptr<Fiber> fiber;
+        std::promise<void> made;
+        auto destroy = [&fiber, made = made.get_future().share()] {
+            made.wait();
+            fiber.reset();
+        };
+        std::atomic<bool> sawStop{false}, stopRan{false};
+        // The loop's copy of `signal` goes with the worker's last step.
+        fiber = std::make_unique<Fiber>(
+            "self-destroyed",
+            [=, &sawStop, signal = std::move(signal)](std::atomic<bool>& stop) {
+                if (fromLoop) destroy();
+                sawStop = stop.load();
+            },
+            nullptr,
+            [=, &stopRan] {
+                if (!fromLoop) destroy();
+                stopRan = true;
+            });
+        made.set_value();
+        ASSERT_EQ(workerGone.wait_for(10s), std::future_status::ready);
+        EXPECT_EQ(fiber, nullptr);
+        EXPECT_EQ(sawStop, fromLoop) << "the stop flag outlives the fiber";
+        EXPECT_TRUE(stopRan);
+    }
+}
+
 TEST(FiberTest, StopsRunningOnAStopRequestOrWhenTheLoopEnds) {
     std::promise<void> leave;
     auto asksToStop = [gate = leave.get_future().share()](std::atomic<bool>& stop) {

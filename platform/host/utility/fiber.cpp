@@ -28,24 +28,26 @@ void runGuarded(const Function& function, Args&... args) {
 
 Fiber::Fiber(const std::string& name, Loop loop, std::function<void()> onStart,
              std::function<void()> onStop)
-    : mName(name) {
+    : mName(name), mState(std::make_shared<State>()) {
     try {
-        mThread = std::thread([this, loop = std::move(loop), onStart = std::move(onStart),
-                               onStop = std::move(onStop)] {
-            nameThisThread(mName);
+        // The worker touches nothing of the fiber itself, which may be gone before the
+        // worker ends (see ~Fiber()).
+        mThread = std::thread([state = mState, name, loop = std::move(loop),
+                               onStart = std::move(onStart), onStop = std::move(onStop)] {
+            nameThisThread(name);
             runGuarded(onStart);
-            runGuarded(loop, mStop);
+            runGuarded(loop, state->stop);
             runGuarded(onStop);
-            mFinished = true;
+            state->finished = true;
         });
     } catch (const std::system_error&) {
         // No thread could be made: the fiber is simply not running.
-        mFinished = true;
+        mState->finished = true;
     }
 }
 
 Fiber::~Fiber() {
-    mStop = true;
+    mState->stop = true;
     if (!mThread.joinable()) return;
     // A fiber destroyed from its own loop or callbacks cannot wait for itself.
     if (mThread.get_id() == std::this_thread::get_id())
@@ -55,7 +57,7 @@ Fiber::~Fiber() {
 }
 
 bool Fiber::IsRunning() const {
-    return !mStop && !mFinished;
+    return !mState->stop && !mState->finished;
 }
 
 void Fiber::SleepMs(unsigned int ms) {

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
 #include <thread>
 
@@ -16,7 +17,9 @@ public:
     // before the loop and `onStop` after it, when they are set.
     Fiber(const std::string& name, Loop loop, std::function<void()> onStart,
           std::function<void()> onStop);
-    // Sets the stop flag and waits until the loop has returned.
+    // Sets the stop flag and waits until the loop has returned. Destroyed on its own
+    // worker (from the loop or a callback), it cannot wait for itself: the worker then
+    // finishes on its own, with the state it shares with the fiber.
     ~Fiber();
     Fiber(const Fiber&) = delete;
     Fiber& operator=(const Fiber&) = delete;
@@ -28,9 +31,14 @@ public:
     static void SleepMs(unsigned int ms);
 
 private:
+    // The flags the worker reads and writes, owned by the fiber and the worker alike.
+    struct State {
+        std::atomic<bool> stop{false};
+        std::atomic<bool> finished{false};
+    };
+
     const std::string mName;
-    std::atomic<bool> mStop{false};
-    std::atomic<bool> mFinished{false};
+    const std::shared_ptr<State> mState;
     std::thread mThread;
 };
 
