@@ -1,7 +1,10 @@
-// Captured audio checked by tools nobody here wrote: ffprobe reads the AAC dump file and
-// ffmpeg decodes it back to the generator's tone.
+// Captured audio checked by tools nobody here wrote: ffprobe reads the AAC frames a
+// source delivers and ffmpeg decodes them back to the generator's tone.
+#include <cstdio>
 #include <cstring>
+#include <fstream>
 #include <sstream>
+#include <string>
 #include <thread>
 
 #include "e2e/e2e_fixture.h"
@@ -14,34 +17,46 @@ namespace {
 using namespace std::chrono_literals;
 using e2e::haveTool;
 
-constexpr const char* kDumpPath = "/tmp/rts_aac_source.aac";
-
 class CaptureTest : public LibraryTest {};
 
-TEST_F(CaptureTest, TheAacDumpFileDecodesToTheGeneratorsToneAtTheCapturedFormat) {
+// Whatever the captured sample width, the AAC is the generator's tone at its level. The
+// frames are read, not taken from the dump file, which other processes' sources share.
+TEST_F(CaptureTest, TheAacFramesDecodeToTheGeneratorsToneAtTheCapturedFormat) {
     REQUIRE_TOOL("ffprobe");
     if (!hostctl::aacEncoderAvailable())
         GTEST_SKIP() << "the host platform was built without libavcodec: no AAC encoder";
-    {
-        // 3 s of 48 kHz stereo, every frame read.
-        auto source = module::AacSource::Create("mic", {48000, 2, 16, 20});
-        std::shared_ptr<module::Buf> frame;
-        for (int frames = 0; frames < 3 * 48000 / 1024; ++frames)
-            ASSERT_GT(source->Read(&frame, 0, 0), 0);
-    }
-    std::string probed = e2e::runCommand(std::string("ffprobe -v error -show_entries "
-                                                     "stream=codec_name,sample_rate,channels "
-                                                     "-of default=nw=1 ") + kDumpPath).output;
-    EXPECT_EQ(probed, "codec_name=aac\nsample_rate=48000\nchannels=2\n");
+    const module::AudioParam formats[] = {
+        {48000, 2, 16, 20}, {16000, 1, 8, 20}, {44100, 2, 24, 20}, {16000, 1, 32, 20}};
+    for (const module::AudioParam& f : formats) {
+        SCOPED_TRACE(std::to_string(f.sampleRate) + " Hz, " + std::to_string(f.bitsPerSample) +
+                     " bits");
+        const std::string path = ::testing::TempDir() + "kq_capture_test.aac";
+        {
+            // 2 s, every frame read.
+            std::ofstream file(path, std::ios::binary | std::ios::trunc);
+            auto source = module::AacSource::Create("mic", f);
+            std::shared_ptr<module::Buf> frame;
+            for (uint32_t frames = 0; frames < 2 * f.sampleRate / 1024; ++frames) {
+                ASSERT_GT(source->Read(&frame, 0, 0), 0);
+                file.write(reinterpret_cast<const char*>(frame->Data()), frame->size);
+            }
+        }
+        std::string probed = e2e::runCommand(std::string("ffprobe -v error -show_entries "
+                                                         "stream=codec_name,sample_rate,channels "
+                                                         "-of default=nw=1 ") + path).output;
+        EXPECT_EQ(probed, "codec_name=aac\nsample_rate=" + std::to_string(f.sampleRate) +
+                              "\nchannels=" + std::to_string(f.channels) + "\n");
 
-    std::string raw = e2e::runCommand(std::string("ffmpeg -v error -i ") + kDumpPath +
-                                      " -f s16le -ac 2 -").output;
-    std::vector<int16_t> samples(raw.size() / 2);
-    std::memcpy(samples.data(), raw.data(), samples.size() * 2);
-    EXPECT_NEAR(samples.size() / 2, 3 * 48000, 4096) << "three seconds";
-    ToneMeasure tone = measureTone(samples, 2, 48000);
-    EXPECT_NEAR(tone.hertz, hostctl::kCaptureToneHz, 1.0);
-    EXPECT_NEAR(tone.peak, 32767 / 4, 32767 / 20);
+        std::string raw =
+            e2e::runCommand("ffmpeg -v error -i " + path + " -f s16le -").output;
+        std::vector<int16_t> samples(raw.size() / 2);
+        std::memcpy(samples.data(), raw.data(), samples.size() * 2);
+        EXPECT_NEAR(samples.size() / f.channels, 2 * f.sampleRate, 4096) << "two seconds";
+        ToneMeasure tone = measureTone(samples, f.channels, f.sampleRate);
+        EXPECT_NEAR(tone.hertz, hostctl::kCaptureToneHz, 1.0);
+        EXPECT_NEAR(tone.peak, 32767 / 4, 32767 / 20);
+        std::remove(path.c_str());
+    }
 }
 
 }  // namespace

@@ -33,7 +33,7 @@ protected:
 
     // The only record logged since the history was last forgotten, which it then forgets.
     static hostctl::LogRecord onlyRecord() {
-        std::vector<hostctl::LogRecord> records = hostctl::logRecords();
+        std::vector<hostctl::LogRecord> records = libraryRecords();
         forgetHistory();
         EXPECT_EQ(records.size(), 1u);
         return records.empty() ? hostctl::LogRecord{} : records.front();

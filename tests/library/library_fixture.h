@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <ostream>
@@ -138,7 +139,22 @@ protected:
         return names;
     }
 
-    static std::vector<std::string> logTexts() { return hostctl::logTexts(); }
+    // The library's stored records, without the host platform's own.
+    static std::vector<hostctl::LogRecord> libraryRecords() {
+        std::vector<hostctl::LogRecord> records = hostctl::logRecords();
+        records.erase(std::remove_if(records.begin(), records.end(),
+                                     [](const hostctl::LogRecord& r) {
+                                         return r.module == hostctl::kHostLogModule;
+                                     }),
+                      records.end());
+        return records;
+    }
+
+    static std::vector<std::string> logTexts() {
+        std::vector<std::string> texts;
+        for (hostctl::LogRecord& r : libraryRecords()) texts.push_back(std::move(r.text));
+        return texts;
+    }
 
     // The stored record with exactly this text, or null.
     static bool findLog(const std::string& text, hostctl::LogRecord* found = nullptr) {

@@ -1,13 +1,26 @@
 // The host platform's audio units on their own: the volume applied to each sample
-// layout, and the in-memory speaker's window of kept samples.
+// layout, the in-memory speaker's window of kept samples, and the devices names pick.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cmath>
 #include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "audio/memory_output.h"
+#include "audio/pcm_input.h"
+#include "audio/pcm_output.h"
 #include "audio/sample_gain.h"
+#include "audio/tone_input.h"
+#include "audio/wav_file_input.h"
+#include "audio/wav_file_output.h"
+#include "platform/host_records.h"
 
 using namespace host::audio;
 using Bytes = std::vector<uint8_t>;
@@ -100,6 +113,74 @@ TEST(MemoryOutputTest, KeepsTheLatestTenSecondsOfWholeFrames) {
     kept = memory.kept();
     ASSERT_EQ(kept.size(), 240000u);
     EXPECT_TRUE(std::equal(kept.begin(), kept.end(), longer.end() - 240000));
+}
+
+// Each name picks the same kind of device for a speaker and a microphone, and a name
+// that looks like a file but cannot be one is refused with a record naming it.
+TEST(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
+    hostctl::reset();
+    hostctl::setLogEcho(nullptr);
+    char folder[] = "/tmp/kq-names-XXXXXX";
+    ASSERT_NE(mkdtemp(folder), nullptr);
+    const std::string dir = folder;
+    const PcmFormat format{16000, 16, 1};
+    {
+        std::unique_ptr<PcmOutput> made;  // a microphone's file
+        ASSERT_EQ(openPcmOutput(dir + "/in.wav", format, &made), 0);
+        ASSERT_EQ(made->play(Bytes(640).data(), 640), 0);
+    }
+    // The library cuts a longer name to its first 63 characters.
+    const std::string cut = (dir + "/" + std::string(80, 'n') + ".wav").substr(0, 63);
+    const std::string cutBuiltin(63, 'b');
+    const std::string note =
+        " (the name has 63 characters, the most the library passes: it cuts longer device names)";
+
+    enum Kind { kFile, kBuiltin, kRefused };
+    struct Opened {
+        Kind kind;
+        int code;
+    };
+    const struct {
+        std::string name;
+        Opened speaker, microphone;
+        std::vector<std::string> records;  // the microphone's first
+    } names[] = {
+        {"spk", {kBuiltin, 0}, {kBuiltin, 0}, {}},
+        {dir + "/in.wav", {kFile, 0}, {kFile, 0}, {}},
+        {dir + "/IN.WAV", {kFile, 0}, {kRefused, -ENOENT},
+         {"host: microphone \"" + dir + "/IN.WAV\" refused: No such file or directory"}},
+        {dir + "/no/such/folder.wav", {kRefused, -ENOENT}, {kRefused, -ENOENT},
+         {"host: microphone \"" + dir + "/no/such/folder.wav\" refused: No such file or directory",
+          "host: speaker \"" + dir + "/no/such/folder.wav\" refused: No such file or directory"}},
+        {dir + "/in.wa", {kRefused, -EINVAL}, {kRefused, -EINVAL},
+         {"host: microphone \"" + dir + "/in.wa\" refused: a file name must end in \".wav\"",
+          "host: speaker \"" + dir + "/in.wa\" refused: a file name must end in \".wav\""}},
+        {cut, {kRefused, -EINVAL}, {kRefused, -EINVAL},
+         {"host: microphone \"" + cut + "\" refused: a file name must end in \".wav\"" + note,
+          "host: speaker \"" + cut + "\" refused: a file name must end in \".wav\"" + note}},
+        {cutBuiltin, {kBuiltin, 0}, {kBuiltin, 0},
+         {"host: microphone \"" + cutBuiltin + "\" is the built-in microphone" + note,
+          "host: speaker \"" + cutBuiltin + "\" is the built-in speaker" + note}},
+    };
+    for (const auto& n : names) {
+        SCOPED_TRACE(n.name);
+        std::unique_ptr<PcmOutput> speaker;
+        std::unique_ptr<PcmInput> microphone;
+        EXPECT_EQ(openPcmInput(n.name, format, &microphone), n.microphone.code);
+        EXPECT_EQ(openPcmOutput(n.name, format, &speaker), n.speaker.code);
+        EXPECT_EQ(speaker == nullptr, n.speaker.kind == kRefused);
+        EXPECT_EQ(microphone == nullptr, n.microphone.kind == kRefused);
+        EXPECT_EQ(dynamic_cast<WavFileOutput*>(speaker.get()) != nullptr, n.speaker.kind == kFile);
+        EXPECT_EQ(dynamic_cast<MemoryOutput*>(speaker.get()) != nullptr, n.speaker.kind == kBuiltin);
+        EXPECT_EQ(dynamic_cast<WavFileInput*>(microphone.get()) != nullptr,
+                  n.microphone.kind == kFile);
+        EXPECT_EQ(dynamic_cast<ToneInput*>(microphone.get()) != nullptr,
+                  n.microphone.kind == kBuiltin);
+        EXPECT_EQ(takeHostRecords(), n.records);
+    }
+    for (const char* file : {"/in.wav", "/IN.WAV"}) std::remove((dir + file).c_str());
+    rmdir(folder);
+    hostctl::reset();
 }
 
 }  // namespace

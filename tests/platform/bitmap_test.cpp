@@ -11,6 +11,7 @@
 
 #include "bitmap_files.h"
 #include "module/bitmap.h"
+#include "platform/host_records.h"
 
 using namespace module;
 
@@ -32,10 +33,14 @@ protected:
         return GetPureBitmap(mPath.c_str(), &mInfo);
     }
 
-    void expectRefused(const Bytes& file, const char* what) {
-        EXPECT_EQ(load(file), nullptr) << what;
+    // Refused with `info` zeroed and one record giving the path and `why`.
+    void expectRefused(const Bytes& file, const std::string& why) {
+        takeHostRecords();
+        EXPECT_EQ(load(file), nullptr) << why;
         const BmpInfo zero{};
-        EXPECT_EQ(std::memcmp(&mInfo, &zero, sizeof(zero)), 0) << what;
+        EXPECT_EQ(std::memcmp(&mInfo, &zero, sizeof(zero)), 0) << why;
+        EXPECT_THAT(takeHostRecords(),
+                    ::testing::ElementsAre("host: GetPureBitmap(\"" + mPath + "\"): " + why));
     }
 
     static Bytes pixels(const Buf& buf) { return Bytes(buf.Data(), buf.Data() + buf.size); }
@@ -80,48 +85,59 @@ TEST_F(BitmapTest, Reads32BitTopDownWithItsAlpha) {
     EXPECT_EQ(pixels(*buf), (Bytes{1, 2, 3, 255, 4, 5, 6, 255}));
 }
 
-TEST_F(BitmapTest, RefusesMalformedOrUnsupportedFiles) {
+TEST_F(BitmapTest, RefusesMalformedOrUnsupportedFilesSayingWhy) {
     const Bytes rows24(12 * 2, 7);
     const Bytes good = bmp(3, 2, 24, 0, rows24);
     ASSERT_NE(load(good), nullptr);
 
     Bytes badMagic = good;
     badMagic[0] = 'X';
-    expectRefused(badMagic, "bad magic");
-    expectRefused(Bytes(good.begin(), good.begin() + 40), "truncated header");
-    expectRefused(Bytes(good.begin(), good.end() - 1), "truncated pixel data");
+    expectRefused(badMagic, "not a BMP file (no \"BM\" at its start)");
+    expectRefused(Bytes(good.begin(), good.begin() + 40),
+                  "truncated: 40 bytes, shorter than the headers");
+    expectRefused(Bytes(good.begin(), good.end() - 1),
+                  "truncated: the pixels need 24 bytes from offset 54, the file has 77");
     Bytes offsetPastEnd = good;
     put(offsetPastEnd, 10, 0xfffffff0u, 4);
-    expectRefused(offsetPastEnd, "pixel offset past the end");
+    expectRefused(offsetPastEnd,
+                  "the pixels' offset 4294967280 lies outside the file past its headers (54 to 78)");
     Bytes offsetInHeader = good;
     put(offsetInHeader, 10, 20, 4);
-    expectRefused(offsetInHeader, "pixel offset inside the header");
+    expectRefused(offsetInHeader,
+                  "the pixels' offset 20 lies outside the file past its headers (54 to 78)");
     Bytes infoPastEnd = good;
     put(infoPastEnd, 14, 0xffffffffu, 4);
-    expectRefused(infoPastEnd, "info header past the end");
+    expectRefused(infoPastEnd, "truncated: the headers need 4294967309 bytes, the file has 78");
+    const char* const header = "unsupported header (an info header of 40 bytes or more, one plane)";
     Bytes twoPlanes = good;
     put(twoPlanes, 26, 2, 2);
-    expectRefused(twoPlanes, "two planes");
+    expectRefused(twoPlanes, header);
     Bytes smallHeader = good;
     put(smallHeader, 14, 12, 4);
-    expectRefused(smallHeader, "old 12-byte header");
+    expectRefused(smallHeader, header);
 
-    expectRefused(bmp(9000, 1, 24, 0, Bytes(27000, 0)), "too wide");
-    expectRefused(bmp(1, -9000, 32, 0, Bytes(36000, 0)), "too high");
-    expectRefused(bmp(1, INT32_MIN, 24, 0, rows24), "most negative height");
-    expectRefused(bmp(3, 0, 24, 0, {}), "zero height");
-    expectRefused(bmp(-3, 2, 24, 0, rows24), "negative width");
-    expectRefused(bmp(2, 2, 16, 0, Bytes(8, 0)), "16-bit");
-    expectRefused(bmp(3, 2, 24, 1, rows24), "compressed");
-    expectRefused(bmp(1, 1, 32, 3, Bytes(4, 0)), "bitfields without masks");
+    const std::string sides = " pixels are not supported (sides of 1 to 8192)";
+    expectRefused(bmp(9000, 1, 24, 0, Bytes(27000, 0)), "9000 x 1" + sides);
+    expectRefused(bmp(1, -9000, 32, 0, Bytes(36000, 0)), "1 x 9000" + sides);
+    expectRefused(bmp(1, INT32_MIN, 24, 0, rows24), "1 x 2147483648" + sides);
+    expectRefused(bmp(3, 0, 24, 0, {}), "3 x 0" + sides);
+    expectRefused(bmp(-3, 2, 24, 0, rows24), "-3 x 2" + sides);
+    expectRefused(bmp(2, 2, 16, 0, Bytes(8, 0)), "16-bit pixels are not supported (24 or 32)");
+    expectRefused(bmp(3, 2, 24, 1, rows24),
+                  "compression 1 is not supported (uncompressed, or 32-bit with BGRA masks)");
+    expectRefused(bmp(1, 1, 32, 3, Bytes(4, 0)), "truncated: the file ends within its masks");
     Bytes rgbaMasks = kStandardMasks;
     std::swap(rgbaMasks[0], rgbaMasks[2]);
-    expectRefused(bmp(1, 1, 32, 3, Bytes(4, 0), rgbaMasks), "other masks");
+    expectRefused(bmp(1, 1, 32, 3, Bytes(4, 0), rgbaMasks),
+                  "32-bit pixels with masks other than BGRA are not supported");
 
     std::remove(mPath.c_str());
-    expectRefused({}, "empty file");
+    expectRefused({}, "truncated: 0 bytes, shorter than the headers");
     std::remove(mPath.c_str());
     EXPECT_EQ(GetPureBitmap(mPath.c_str(), &mInfo), nullptr);
+    EXPECT_THAT(takeHostRecords(), ::testing::ElementsAre("host: GetPureBitmap(\"" + mPath +
+                                                          "\"): No such file or directory"));
     EXPECT_EQ(GetPureBitmap(nullptr, &mInfo), nullptr);
     EXPECT_EQ(GetPureBitmap(mPath.c_str(), nullptr), nullptr);
+    EXPECT_EQ(takeHostRecords().size(), 2u);
 }

@@ -3,6 +3,7 @@
 // the state the audio devices read.
 #include <cerrno>
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -10,6 +11,7 @@
 
 #include "camera_support.h"
 #include "host_control.h"
+#include "platform/host_records.h"
 #include "support/audio_volumes.h"
 
 namespace {
@@ -24,20 +26,30 @@ TEST_F(HostBoard, GpioPinsExistInFourBanksOfThirtyTwo) {
     EXPECT_EQ(init_gpio(31, 3, 1, 1), 0);
     EXPECT_EQ(get_gpio_value(31, 3), 1);
     EXPECT_EQ(get_gpio_value(31, 2), -EINVAL) << "the same pin of another bank is its own";
+    takeHostRecords();
     const std::pair<int, int> missing[] = {{32, 0}, {0, 4}, {-1, 0}, {0, -1}};
     for (auto [gpio, bank] : missing) {
-        EXPECT_EQ(init_gpio(gpio, bank, 1, 0), -ENODEV) << gpio << "/" << bank;
-        EXPECT_EQ(get_gpio_value(gpio, bank), -ENODEV) << gpio << "/" << bank;
-        EXPECT_EQ(hostctl::driveGpioInput(gpio, bank, 1), -ENODEV);
+        const std::string pin = ": pin " + std::to_string(gpio) + " of bank " +
+                                std::to_string(bank) +
+                                " refused: the board has pins 0 to 31 in banks 0 to 3";
+        expectRefusal(init_gpio(gpio, bank, 1, 0), -ENODEV, "init_gpio" + pin);
+        expectRefusal(get_gpio_value(gpio, bank), -ENODEV, "get_gpio_value" + pin);
+        expectRefusal(hostctl::driveGpioInput(gpio, bank, 1), -ENODEV,
+                      "hostctl::driveGpioInput" + pin);
     }
 }
 
 TEST_F(HostBoard, GpioPinsRefuseMisuseAndKeepTheirState) {
-    EXPECT_EQ(init_gpio(1, 0, 2, 0), -EINVAL);  // no such direction
-    EXPECT_EQ(init_gpio(1, 0, 1, 2), -EINVAL);  // no such level
+    takeHostRecords();
+    expectRefusal(init_gpio(1, 0, 2, 0), -EINVAL,
+                  "init_gpio: pin 1 of bank 0 refused: direction 2, not 0 (input) or 1 (output)");
+    expectRefusal(init_gpio(1, 0, 1, 2), -EINVAL,
+                  "init_gpio: pin 1 of bank 0 refused: level 2, not 0 or 1");
     EXPECT_EQ(init_gpio(1, 0, 1, 1), 0);
-    EXPECT_EQ(init_gpio(1, 0, 0, 0), -EBUSY);
-    EXPECT_EQ(set_gpio_value(1, 0, 2), -EINVAL);
+    expectRefusal(init_gpio(1, 0, 0, 0), -EBUSY,
+                  "init_gpio: pin 1 of bank 0 refused: initialised already");
+    expectRefusal(set_gpio_value(1, 0, 2), -EINVAL,
+                  "set_gpio_value: pin 1 of bank 0 refused: level 2, not 0 or 1");
     EXPECT_EQ(get_gpio_value(1, 0), 1) << "refusals change nothing";
 
     // The level driven onto a pin is the outside world's: it stays across deinit and

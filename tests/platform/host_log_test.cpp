@@ -1,5 +1,5 @@
-// The host log library's echo, the level a developer chooses for it, and the bounds of
-// the control interface's bookkeeping.
+// The host log library's echo, the level a developer chooses for it, the host's own
+// records, and the bounds of the control interface's bookkeeping.
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "camera_support.h"
 #include "host_control.h"
 #include "log/log_level.h"
 #include "log_entry.h"
@@ -113,6 +114,28 @@ TEST_F(HostLogTest, ErrorRecordsEchoTheirSourceLocation) {
     hostctl::setShownLevels(hostctl::logLevelsFrom(4));
     LogEntry(4, 26, "src/x.cpp", 42).Msg("failed, ret = %d\n", -5);
     EXPECT_EQ(echoed(), "error src/x.cpp:42 failed, ret = -5\n");
+}
+
+// The host's own records go where the library's do, under a module of their own.
+TEST_F(HostLogTest, TheHostsOwnRecordsAreKeptAndEchoedUnderItsModule) {
+    captureEcho();
+    hostctl::setShownLevels(hostctl::logLevelsFrom(3));
+    EXPECT_EQ(init_gpio(40, 0, 1, 0), -ENODEV);
+    const std::string text =
+        "host: init_gpio: pin 40 of bank 0 refused: the board has pins 0 to 31 in banks 0 to 3";
+    EXPECT_EQ(echoed(), "warn  " + text + "\n");
+    for (auto path : {hostctl::LogRecord::Path::Shown, hostctl::LogRecord::Path::Stored}) {
+        std::vector<hostctl::LogRecord> records = hostctl::logRecords(path);
+        ASSERT_EQ(records.size(), 1u);
+        EXPECT_EQ(records[0].module, hostctl::kHostLogModule);
+        EXPECT_EQ(records[0].level, 3u);
+        EXPECT_EQ(records[0].file, "");
+        EXPECT_EQ(records[0].text, text);
+    }
+    hostctl::setShownLevels(hostctl::logLevelsFrom(4));
+    EXPECT_EQ(init_gpio(40, 0, 1, 0), -ENODEV);
+    EXPECT_EQ(hostctl::logRecords().size(), 2u) << "stored whatever is shown";
+    EXPECT_EQ(echoed(), "warn  " + text + "\n");
 }
 
 TEST_F(HostLogTest, ResetShowsWhatTheEnvironmentChose) {

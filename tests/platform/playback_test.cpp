@@ -22,6 +22,7 @@
 
 #include "camera_support.h"
 #include "host_control.h"
+#include "platform/host_records.h"
 #include "platform/task_count.h"
 #include "rts_av.h"
 
@@ -142,22 +143,35 @@ protected:
 
 // ---- Refusals -------------------------------------------------------------------------------
 
-TEST_F(Playback, CreationChecksFormatAndDeviceName) {
-    const Format refused[] = {{16000, 12, 1}, {16000, 0, 1}, {16000, 64, 1}, {16000, 16, 0},
-                              {16000, 16, 9}, {7999, 16, 1}, {192001, 16, 1}};
-    for (const Format& f : refused) {
-        rts_audio_attr a = attrFor("spk", f);
-        EXPECT_EQ(rts_av_create_audio_playback_chn(&a), -EINVAL)
-            << f.rate << " " << f.bits << " " << f.channels;
+// Speakers and microphones take the same formats, and refuse the others the same way.
+TEST_F(Playback, PlaybackAndCaptureTakeTheSameFormatsAndNamedDevices) {
+    const struct {
+        Format format;
+        const char* record;
+    } refused[] = {{{16000, 12, 1}, "sample width 12 refused: 8, 16, 24 or 32 bits"},
+                   {{16000, 64, 1}, "sample width 64 refused: 8, 16, 24 or 32 bits"},
+                   {{16000, 16, 0}, "channels 0 refused: 1 to 2"},
+                   {{16000, 16, 3}, "channels 3 refused: 1 to 2"},
+                   {{7999, 16, 1}, "rate 7999 refused: 8000 to 48000 Hz"},
+                   {{96000, 16, 1}, "rate 96000 refused: 8000 to 48000 Hz"}};
+    for (const auto& r : refused) {
+        rts_audio_attr a = attrFor("spk", r.format);
+        expectRefusal(rts_av_create_audio_playback_chn(&a), -EINVAL,
+                      std::string("rts_av_create_audio_playback_chn: ") + r.record);
+        expectRefusal(rts_av_create_audio_capture_chn(&a), -EINVAL,
+                      std::string("rts_av_create_audio_capture_chn: ") + r.record);
     }
-    const Format accepted[] = {{8000, 8, 1}, {192000, 24, 8}, {44100, 32, 2}};
+    const Format accepted[] = {{8000, 8, 1}, {48000, 24, 2}, {44100, 32, 2}};
     for (const Format& f : accepted) {
         rts_audio_attr a = attrFor("spk", f);
         EXPECT_GE(rts_av_create_audio_playback_chn(&a), 0) << f.rate << " " << f.bits;
+        EXPECT_GE(rts_av_create_audio_capture_chn(&a), 0) << f.rate << " " << f.bits;
     }
     rts_audio_attr unnamed = attrFor("", kVoice);
-    EXPECT_EQ(rts_av_create_audio_playback_chn(&unnamed), -EINVAL);
-    EXPECT_EQ(rts_av_create_audio_playback_chn(nullptr), -EINVAL);
+    expectRefusal(rts_av_create_audio_playback_chn(&unnamed), -EINVAL,
+                  "rts_av_create_audio_playback_chn: empty device name refused");
+    expectRefusal(rts_av_create_audio_playback_chn(nullptr), -EINVAL,
+                  "rts_av_create_audio_playback_chn: null attributes refused");
     EXPECT_EQ(hostctl::calls("rts_av_create_audio_playback_chn")[0].text(),
               "rts_av_create_audio_playback_chn({\"spk\", 12, 1, 16000, 0}) = -22");
 }
@@ -174,7 +188,9 @@ TEST_F(Playback, SendRefusesWrongChannelsAndBuffers) {
     EXPECT_EQ(send(idle, frame.data(), 640), -EPERM);  // not enabled
     ASSERT_EQ(rts_av_enable_chn(idle), 0);
     EXPECT_EQ(send(idle, frame.data(), 640), -EPERM);  // not sending
-    EXPECT_EQ(send(chn, frame.data(), 641), -EINVAL);  // half a sample
+    expectRefusal(send(chn, frame.data(), 641), -EINVAL,
+                  "playback chn " + std::to_string(chn) +
+                      ": send of 641 bytes refused: not whole frames of 2 bytes");
 
     rts_av_buffer foreign{};
     foreign.data = frame.data();

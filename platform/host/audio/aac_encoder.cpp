@@ -11,6 +11,8 @@ extern "C" {
 #include <cerrno>
 #include <iterator>
 
+#include "audio/pcm_sample.h"
+
 namespace host::audio {
 namespace {
 
@@ -24,6 +26,8 @@ constexpr uint32_t kAacRates[] = {96000, 88200, 64000, 48000, 44100, 32000,
 // PCM it came from or less, so that callers who hand over 20 ms of PCM with a buffer of
 // that size for the output get a frame's bytes into it, with room to spare for the
 // codec's larger frames, even at 8 kHz (a frame of about 170 bytes for 320 bytes of PCM).
+// The frames are the same whatever the input's width, so 8-bit input needs 16 kHz for
+// that room.
 int64_t bitRateFor(uint32_t rate, uint32_t channels) {
     constexpr int64_t kMaxPerChannel = 64000;
     return std::min(int64_t{rate} * 4 / 3, kMaxPerChannel) * channels;
@@ -50,7 +54,7 @@ int errnoOf(int averror) {
     return averror > -4096 ? averror : -EIO;
 }
 
-int16_t readS16le(const uint8_t* bytes) { return static_cast<int16_t>(bytes[0] | bytes[1] << 8); }
+bool knownWidth(uint32_t bits) { return bits == 8 || bits == 16 || bits == 24 || bits == 32; }
 
 }  // namespace
 
@@ -119,12 +123,14 @@ int AacEncoder::allocateInput() {
     return errnoOf(av_frame_get_buffer(mInput.get(), 0));
 }
 
-int AacEncoder::encode(const uint8_t* pcm, std::size_t bytes, std::vector<Frame>* frames) {
-    const std::size_t sampleFrameBytes = std::size_t{mChannels} * 2;
-    if (bytes % sampleFrameBytes != 0) return -EINVAL;
+int AacEncoder::encode(const uint8_t* pcm, std::size_t bytes, uint32_t bitsPerSample,
+                       std::vector<Frame>* frames) {
+    const uint32_t width = bitsPerSample / 8;
+    const std::size_t sampleFrameBytes = std::size_t{mChannels} * width;
+    if (!knownWidth(bitsPerSample) || bytes % sampleFrameBytes != 0) return -EINVAL;
     std::size_t samples = bytes / sampleFrameBytes;
     while (samples > 0) {
-        std::size_t taken = collect(pcm, samples);
+        std::size_t taken = collect(pcm, samples, width);
         pcm += taken * sampleFrameBytes;
         samples -= taken;
         if (mCollected == mFrameSamples) {
@@ -134,13 +140,15 @@ int AacEncoder::encode(const uint8_t* pcm, std::size_t bytes, std::vector<Frame>
     return 0;
 }
 
-std::size_t AacEncoder::collect(const uint8_t* pcm, std::size_t samples) {
+std::size_t AacEncoder::collect(const uint8_t* pcm, std::size_t samples, uint32_t width) {
     std::size_t count = std::min(samples, mFrameSamples - mCollected);
+    // Full scale of every width is the codec's -1 to 1.
+    const float scale = 1.0f / static_cast<float>(1u << (8 * width - 1));
     for (uint32_t channel = 0; channel < mChannels; ++channel) {
         float* plane = reinterpret_cast<float*>(mInput->data[channel]) + mCollected;
-        const uint8_t* in = pcm + 2 * channel;
-        for (std::size_t i = 0; i < count; ++i, in += 2 * mChannels)
-            plane[i] = readS16le(in) / 32768.0f;
+        const uint8_t* in = pcm + width * channel;
+        for (std::size_t i = 0; i < count; ++i, in += width * mChannels)
+            plane[i] = static_cast<float>(readSample(in, width)) * scale;
     }
     mCollected += count;
     return count;

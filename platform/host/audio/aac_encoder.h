@@ -1,5 +1,6 @@
-// AAC-LC in ADTS frames from interleaved 16-bit little-endian PCM, made by libavcodec's
-// native AAC encoder. Input is collected until a whole codec frame (1024 samples of
+// AAC-LC in ADTS frames from interleaved PCM of any width the host carries (8-bit
+// unsigned, 16, 24 or 32-bit signed little-endian), made by libavcodec's native AAC
+// encoder. Input is collected until a whole codec frame (1024 samples of
 // each channel) is ready; each frame the codec returns becomes one ADTS frame: a 7-byte
 // header without CRC, then the raw data block. The codec holds back about two frames
 // of input before its first output (its delay and lookahead).
@@ -34,13 +35,13 @@ public:
     uint32_t rate() const { return mRate; }
     uint32_t channels() const { return mChannels; }
     uint32_t frameSamples() const { return mFrameSamples; }
-    // Bytes of input one codec frame takes.
-    std::size_t frameBytes() const { return std::size_t{mFrameSamples} * mChannels * 2; }
 
-    // Collects `bytes` of PCM and appends every ADTS frame completed to *frames, in
-    // order. 0; -EINVAL for a count that is not whole sample frames (nothing taken); the
-    // codec's code when it fails, the frames done before it kept.
-    int encode(const uint8_t* pcm, std::size_t bytes, std::vector<Frame>* frames);
+    // Collects `bytes` of PCM of `bitsPerSample` bits and appends every ADTS frame
+    // completed to *frames, in order. 0; -EINVAL for another width than 8, 16, 24 or 32
+    // bits or a count that is not whole sample frames (nothing taken); the codec's code
+    // when it fails, the frames done before it kept.
+    int encode(const uint8_t* pcm, std::size_t bytes, uint32_t bitsPerSample,
+               std::vector<Frame>* frames);
     // Drops the collected input and starts a new stream with a fresh codec. 0, or the
     // codec's code, the old codec then kept.
     int restart();
@@ -61,8 +62,9 @@ private:
     static int openContext(uint32_t rate, uint32_t channels, Context* context);
     // A frame buffer of the codec's size for the collected input.
     int allocateInput();
-    // Converts up to a frame's remainder of samples into the input frame; how many.
-    std::size_t collect(const uint8_t* pcm, std::size_t samples);
+    // Converts up to a frame's remainder of samples of `width` bytes into the input frame;
+    // how many.
+    std::size_t collect(const uint8_t* pcm, std::size_t samples, uint32_t width);
     // Hands the full input frame to the codec and takes what it returns.
     int encodeInput(std::vector<Frame>* frames);
     int takePackets(std::vector<Frame>* frames);

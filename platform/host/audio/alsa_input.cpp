@@ -1,10 +1,11 @@
 #include "audio/alsa_input.h"
 
 #include <cerrno>
-#include <cstdio>
+#include <string>
 
 #include "audio/alsa_format.h"
 #include "audio/capture_period.h"
+#include "audio/device_name.h"
 
 namespace host::audio {
 namespace {
@@ -12,9 +13,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 int report(const std::string& pcmName, const char* step, int rc) {
-    std::fprintf(stderr, "host capture: ALSA PCM \"%s\": %s: %s\n", pcmName.c_str(), step,
-                 snd_strerror(rc));
-    return rc;
+    return refuseDevice(kMicrophone, "alsa:" + pcmName, std::string(step) + ": " + snd_strerror(rc),
+                        rc);
 }
 
 // The stream's format, letting ALSA resample for a card that lacks the rate, and

@@ -1,15 +1,15 @@
 #include "audio/alsa_output.h"
 
-#include <cstdio>
+#include <string>
 
 #include "audio/alsa_format.h"
+#include "audio/device_name.h"
 
 namespace host::audio {
 namespace {
 
 void report(const std::string& pcmName, const char* step, int rc) {
-    std::fprintf(stderr, "host playback: ALSA PCM \"%s\": %s: %s\n", pcmName.c_str(), step,
-                 snd_strerror(rc));
+    refuseDevice(kSpeaker, "alsa:" + pcmName, std::string(step) + ": " + snd_strerror(rc), rc);
 }
 
 }  // namespace

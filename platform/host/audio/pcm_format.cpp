@@ -7,11 +7,16 @@ std::size_t PcmFormat::bytesFor(std::chrono::nanoseconds duration) const {
     return static_cast<std::size_t>(frames * frameBytes());
 }
 
-bool validPlaybackFormat(const PcmFormat& format) {
-    bool knownWidth = format.bitsPerSample == 8 || format.bitsPerSample == 16 ||
-                      format.bitsPerSample == 24 || format.bitsPerSample == 32;
-    return knownWidth && format.channels >= 1 && format.channels <= kMaxChannels &&
-           format.rate >= kMinRate && format.rate <= kMaxRate;
+bool checkFormat(const PcmFormat& format, log::FieldCheck& check) {
+    const uint32_t bits = format.bitsPerSample;
+    return check
+        .require(format.rate >= kMinRate && format.rate <= kMaxRate,
+                 "rate %u refused: %u to %u Hz", format.rate, kMinRate, kMaxRate)
+        .require(format.channels >= 1 && format.channels <= kMaxChannels,
+                 "channels %u refused: 1 to %u", format.channels, kMaxChannels)
+        .require(bits == 8 || bits == 16 || bits == 24 || bits == 32,
+                 "sample width %u refused: 8, 16, 24 or 32 bits", bits)
+        .passed();
 }
 
 }  // namespace host::audio

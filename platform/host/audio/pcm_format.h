@@ -7,11 +7,15 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "log/field_check.h"
+
 namespace host::audio {
 
+// The formats the host carries in either direction, end to end: capture and playback,
+// the resampler, WAV files, ALSA, the tone and the memory speaker.
 constexpr uint32_t kMinRate = 8000;
-constexpr uint32_t kMaxRate = 192000;
-constexpr uint32_t kMaxChannels = 8;
+constexpr uint32_t kMaxRate = 48000;
+constexpr uint32_t kMaxChannels = 2;
 
 struct PcmFormat {
     uint32_t rate;  // frames per second
@@ -32,7 +36,9 @@ inline bool operator==(const PcmFormat& a, const PcmFormat& b) {
 }
 inline bool operator!=(const PcmFormat& a, const PcmFormat& b) { return !(a == b); }
 
-// 8, 16, 24 or 32 bits, 1 to kMaxChannels channels, kMinRate to kMaxRate Hz.
-bool validPlaybackFormat(const PcmFormat& format);
+// Whether the host carries `format`: kMinRate to kMaxRate Hz, 1 to kMaxChannels channels,
+// 8, 16, 24 or 32 bits. The same for capture and playback; a format outside breaks
+// `check` naming its first field outside.
+bool checkFormat(const PcmFormat& format, log::FieldCheck& check);
 
 }  // namespace host::audio

@@ -1,7 +1,6 @@
 #include "audio/pcm_input.h"
 
 #include <cerrno>
-#include <cstdio>
 
 #include "audio/device_name.h"
 #include "audio/tone_input.h"
@@ -20,10 +19,8 @@ int openAlsa(const std::string& pcmName, const PcmFormat& format,
 #else
     (void)format;
     (void)input;
-    std::fprintf(stderr,
-                 "host capture: \"alsa:%s\" refused: this host platform is built without ALSA\n",
-                 pcmName.c_str());
-    return -ENOTSUP;
+    return refuseDevice(kMicrophone, "alsa:" + pcmName,
+                        "this host platform is built without ALSA", -ENOTSUP);
 #endif
 }
 
@@ -31,7 +28,8 @@ int openAlsa(const std::string& pcmName, const PcmFormat& format,
 
 int openPcmInput(const std::string& name, const PcmFormat& format,
                  std::unique_ptr<PcmInput>* input) {
-    DeviceName device = parseDeviceName(name);
+    DeviceName device;
+    if (int rc = parseDeviceName(name, kMicrophone, &device); rc != 0) return rc;
     switch (device.kind) {
         case DeviceKind::Alsa: return openAlsa(device.target, format, input);
         case DeviceKind::WavFile: return WavFileInput::open(device.target, format, input);

@@ -1,8 +1,8 @@
 // Where a capture channel's samples come from: the microphone of the host platform. The
-// device name picks it, as for the speakers (audio/pcm_output.h), in this order:
+// device name picks it (audio/device_name.h):
 //   - "alsa:NAME": ALSA's PCM NAME opened for capture ("alsa:default" is the PC's
 //     microphone);
-//   - a path ending in ".wav": that file played in a loop, sample for sample;
+//   - a WAV file: played in a loop, sample for sample;
 //   - anything else: a generated tone (audio/tone_input.h).
 // Every input delivers interleaved frames in the channel's own format.
 #pragma once
@@ -34,9 +34,10 @@ public:
 };
 
 // Opens the device `name` names for `format` into *input. 0, or a negative code from
-// the file system, libsndfile or ALSA, each reported on stderr: -EINVAL for a WAV file
-// whose rate or channel count differs from the format's, -ENOTSUP for an ALSA name
-// where the host was built without it.
+// the file system, libsndfile or ALSA, each with a record naming the device: -EINVAL
+// for a file name without a ".wav" ending or a WAV file whose rate or channel count
+// differs from the format's, -ENOTSUP for an ALSA name where the host was built without
+// it.
 int openPcmInput(const std::string& name, const PcmFormat& format,
                  std::unique_ptr<PcmInput>* input);
 

@@ -1,7 +1,6 @@
 #include "audio/pcm_output.h"
 
 #include <cerrno>
-#include <cstdio>
 
 #include "audio/device_name.h"
 #include "audio/memory_output.h"
@@ -20,10 +19,8 @@ int openAlsa(const std::string& pcmName, const PcmFormat& format,
 #else
     (void)format;
     (void)output;
-    std::fprintf(stderr,
-                 "host playback: \"alsa:%s\" refused: this host platform is built without ALSA\n",
-                 pcmName.c_str());
-    return -ENOTSUP;
+    return refuseDevice(kSpeaker, "alsa:" + pcmName, "this host platform is built without ALSA",
+                        -ENOTSUP);
 #endif
 }
 
@@ -31,7 +28,8 @@ int openAlsa(const std::string& pcmName, const PcmFormat& format,
 
 int openPcmOutput(const std::string& name, const PcmFormat& format,
                   std::unique_ptr<PcmOutput>* output) {
-    DeviceName device = parseDeviceName(name);
+    DeviceName device;
+    if (int rc = parseDeviceName(name, kSpeaker, &device); rc != 0) return rc;
     switch (device.kind) {
     case DeviceKind::Alsa: return openAlsa(device.target, format, output);
     case DeviceKind::WavFile: return WavFileOutput::open(device.target, format, output);

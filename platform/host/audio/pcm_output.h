@@ -1,7 +1,7 @@
 // Where a playback channel's samples go: the speaker of the host platform. The device
-// name picks it, in this order:
+// name picks it (audio/device_name.h):
 //   - "alsa:NAME": ALSA's PCM NAME ("alsa:default" is the PC's speaker);
-//   - a path ending in ".wav": a WAV file of exactly what is played, silence included;
+//   - a WAV file: of exactly what is played, silence included;
 //   - anything else: memory that keeps the latest seconds played, for inspection.
 #pragma once
 
@@ -26,7 +26,9 @@ public:
 };
 
 // Opens the device `name` names for `format` into *output. 0, or a negative code from
-// the file system or ALSA; -ENOTSUP for an ALSA name where the host was built without it.
+// the file system, libsndfile or ALSA, each with a record naming the device: -EINVAL for
+// a file name without a ".wav" ending, -ENOTSUP for an ALSA name where the host was built
+// without it.
 int openPcmOutput(const std::string& name, const PcmFormat& format,
                   std::unique_ptr<PcmOutput>* output);
 

@@ -4,10 +4,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "audio/sample_gain.h"
+#include "log/host_log.h"
 #include "support/audio_volumes.h"
 
 namespace host::audio {
@@ -34,16 +34,18 @@ std::size_t periodBytes(const PcmFormat& format) {
 
 }  // namespace
 
-int PlaybackDevice::open(const std::string& name, const PcmFormat& format,
+int PlaybackDevice::open(const std::string& name, const PcmFormat& format, std::string label,
                          std::unique_ptr<PlaybackDevice>* device) {
     std::unique_ptr<PcmOutput> output;
     if (int rc = openPcmOutput(name, format, &output); rc != 0) return rc;
-    device->reset(new PlaybackDevice(format, std::move(output)));
+    device->reset(new PlaybackDevice(format, std::move(label), std::move(output)));
     return 0;
 }
 
-PlaybackDevice::PlaybackDevice(const PcmFormat& format, std::unique_ptr<PcmOutput> output)
+PlaybackDevice::PlaybackDevice(const PcmFormat& format, std::string label,
+                               std::unique_ptr<PcmOutput> output)
     : mFormat(format),
+      mLabel(std::move(label)),
       mPeriodBytes(periodBytes(format)),
       mFifo(std::max(format.bytesFor(kFifoMinTime), mPeriodBytes), kFifoBuffers),
       mOutput(std::move(output)),
@@ -54,7 +56,9 @@ PlaybackDevice::PlaybackDevice(const PcmFormat& format, std::unique_ptr<PcmOutpu
 PlaybackDevice::~PlaybackDevice() { stop(); }
 
 int PlaybackDevice::send(const uint8_t* data, std::size_t bytes) {
-    if (bytes % mFormat.frameBytes() != 0) return -EINVAL;
+    if (bytes % mFormat.frameBytes() != 0)
+        return log::refuse(-EINVAL, "%s: send of %zu bytes refused: not whole frames of %u bytes",
+                           mLabel.c_str(), bytes, mFormat.frameBytes());
     int rc = mFifo.write(data, bytes, kDevicePeriod);
     if (rc == -EPIPE) return -EPERM;
     std::lock_guard<std::mutex> lock(mMutex);
@@ -132,9 +136,10 @@ void PlaybackDevice::playPeriod() {
     mFed = filled;
     mStats.bytesPlayed += received;
     mStats.silenceBytes += mPeriodBytes - received;
+    // The first failure is reported; a device that keeps failing would flood the log.
     if (rc != 0 && mStats.outputErrors++ == 0)
-        std::fprintf(stderr, "host playback: the output refused a period: %s\n",
-                     std::strerror(-rc));
+        log::report(log::kWarning, "%s: the speaker refused a period: %s", mLabel.c_str(),
+                    std::strerror(-rc));
     mChanged.notify_all();
 }
 

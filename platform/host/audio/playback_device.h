@@ -63,13 +63,15 @@ struct PlaybackStats {
 class PlaybackDevice {
 public:
     // Opens the output `name` names and starts the device thread; 0 or the output's code.
-    static int open(const std::string& name, const PcmFormat& format,
+    // `label` names the device in its records ("playback chn 5").
+    static int open(const std::string& name, const PcmFormat& format, std::string label,
                     std::unique_ptr<PlaybackDevice>* device);
     ~PlaybackDevice();
     PlaybackDevice(const PlaybackDevice&) = delete;
     PlaybackDevice& operator=(const PlaybackDevice&) = delete;
 
-    // Copies whole frames into the FIFO. 0; -EINVAL for a count that is not whole frames;
+    // Copies whole frames into the FIFO. 0; -EINVAL, with a record, for a count that is
+    // not whole frames;
     // -EAGAIN when the FIFO stayed full for a period; -EPERM once stopped.
     int send(const uint8_t* data, std::size_t bytes);
     // Ends the thread and waits for it, then closes the output (a file is complete
@@ -89,7 +91,7 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    PlaybackDevice(const PcmFormat& format, std::unique_ptr<PcmOutput> output);
+    PlaybackDevice(const PcmFormat& format, std::string label, std::unique_ptr<PcmOutput> output);
 
     void run();
     void playPeriod();
@@ -98,6 +100,7 @@ private:
     void recordArrival(std::size_t bytes);
 
     const PcmFormat mFormat;
+    const std::string mLabel;
     const std::size_t mPeriodBytes;
     PcmFifo mFifo;
     std::unique_ptr<PcmOutput> mOutput;  // the device thread's until stop() closes it

@@ -15,9 +15,6 @@ extern "C" {
 namespace host::audio {
 namespace {
 
-// The channel counts the capture chain carries: mono and stereo.
-constexpr uint32_t kMaxMixedChannels = 2;
-
 // libswresample has no packed 24-bit samples: those travel as 32-bit ones.
 AVSampleFormat sampleFormatOf(uint32_t bitsPerSample) {
     switch (bitsPerSample) {
@@ -36,7 +33,7 @@ uint32_t swrSampleBytes(uint32_t bitsPerSample) {
 // Rows are output channels, columns input channels: mono is copied to both sides,
 // stereo averaged into mono, each side of stereo kept as it is.
 void setMatrix(SwrContext* context, uint32_t inChannels, uint32_t outChannels) {
-    double matrix[kMaxMixedChannels * kMaxMixedChannels] = {};
+    double matrix[kMaxChannels * kMaxChannels] = {};
     for (uint32_t out = 0; out < outChannels; ++out)
         for (uint32_t in = 0; in < inChannels; ++in) {
             bool mixed = inChannels != outChannels;
@@ -65,7 +62,7 @@ int Resampler::create(const PcmFormat& from, const PcmFormat& to,
     AVSampleFormat inFormat = sampleFormatOf(from.bitsPerSample);
     AVSampleFormat outFormat = sampleFormatOf(to.bitsPerSample);
     if (inFormat == AV_SAMPLE_FMT_NONE || outFormat == AV_SAMPLE_FMT_NONE ||
-        from.channels > kMaxMixedChannels || to.channels > kMaxMixedChannels ||
+        from.channels > kMaxChannels || to.channels > kMaxChannels ||
         from.channels == 0 || to.channels == 0)
         return -EINVAL;
     AVChannelLayout inLayout, outLayout;

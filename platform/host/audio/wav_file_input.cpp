@@ -7,31 +7,24 @@
 #include <cstdio>
 #include <cstring>
 
+#include "audio/device_name.h"
 #include "audio/pcm_sample.h"
 
 namespace host::audio {
-namespace {
-
-int refuse(const std::string& path, const char* why, int rc) {
-    std::fprintf(stderr, "host capture: %s: %s\n", path.c_str(), why);
-    return rc;
-}
-
-}  // namespace
 
 int WavFileInput::open(const std::string& path, const PcmFormat& format,
                        std::unique_ptr<PcmInput>* input) {
     int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         int rc = -errno;
-        return refuse(path, std::strerror(-rc), rc);
+        return refuseDevice(kMicrophone, path, std::strerror(-rc), rc);
     }
     SF_INFO info{};
     // The descriptor stays ours to close, whether or not libsndfile takes the file.
     SNDFILE* file = sf_open_fd(fd, SFM_READ, &info, SF_FALSE);
     if (!file) {
         ::close(fd);
-        return refuse(path, sf_strerror(nullptr), -EIO);
+        return refuseDevice(kMicrophone, path, sf_strerror(nullptr), -EIO);
     }
     std::unique_ptr<PcmInput> opened(new WavFileInput(file, fd, format));
     if (info.samplerate != static_cast<int>(format.rate) ||
@@ -40,9 +33,9 @@ int WavFileInput::open(const std::string& path, const PcmFormat& format,
         std::snprintf(why, sizeof why,
                       "%d Hz with %d channels, where the channel takes %u Hz with %u",
                       info.samplerate, info.channels, format.rate, format.channels);
-        return refuse(path, why, -EINVAL);
+        return refuseDevice(kMicrophone, path, why, -EINVAL);
     }
-    if (info.frames <= 0) return refuse(path, "no samples to play", -EINVAL);
+    if (info.frames <= 0) return refuseDevice(kMicrophone, path, "no samples to play", -EINVAL);
     // Floating-point files are read at full scale rather than as plain numbers.
     sf_command(file, SFC_SET_SCALE_FLOAT_INT_READ, nullptr, SF_TRUE);
     *input = std::move(opened);

@@ -4,8 +4,9 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+
+#include "audio/device_name.h"
 
 namespace host::audio {
 namespace {
@@ -26,8 +27,7 @@ int WavFileOutput::open(const std::string& path, const PcmFormat& format,
     int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0) {
         int rc = -errno;
-        std::fprintf(stderr, "host playback: %s: %s\n", path.c_str(), std::strerror(-rc));
-        return rc;
+        return refuseDevice(kSpeaker, path, std::strerror(-rc), rc);
     }
     SF_INFO info{};
     info.samplerate = static_cast<int>(format.rate);
@@ -36,9 +36,8 @@ int WavFileOutput::open(const std::string& path, const PcmFormat& format,
     // The descriptor stays ours to close, whether or not libsndfile takes the file.
     SNDFILE* file = sf_open_fd(fd, SFM_WRITE, &info, SF_FALSE);
     if (!file) {
-        std::fprintf(stderr, "host playback: %s: %s\n", path.c_str(), sf_strerror(nullptr));
         ::close(fd);
-        return -EIO;
+        return refuseDevice(kSpeaker, path, sf_strerror(nullptr), -EIO);
     }
     sf_command(file, SFC_SET_UPDATE_HEADER_AUTO, nullptr, SF_TRUE);
     output->reset(new WavFileOutput(file, fd));

@@ -70,6 +70,13 @@ struct LogRecord {
     std::string readable() const;
 };
 
+// Besides the library's records (module 26), the host platform writes its own under
+// module kHostLogModule, their text starting "host: ": a warning for each call it
+// refuses, naming what was wrong (the field and its value with the values accepted, the
+// device name, the path, the pin), and a warning when a device fails while running.
+// The caller gets the refusal's code as well; the record says why.
+constexpr unsigned int kHostLogModule = 27;
+
 // The latest records, oldest first (at most kLogMaxRecords): the stored ones (Log2MyDB,
 // every level the library stores, whatever is shown) by default, the shown ones
 // (LogEntry::Msg, exactly the lines echoed) on request.
@@ -98,7 +105,23 @@ void setLogEcho(std::FILE* stream);
 
 // The board has GPIO banks 0-3 of pins 0-31 and no I2C device until one is added;
 // reset() leaves every pin uninitialised with nothing driven and removes every device.
-// The calls' device model and codes: support/gpio_pins.h and support/i2c_devices.h.
+//
+// GPIO: a pin is used between init_gpio() and deinit_gpio(), as an input (direction 0),
+// which reads the level driven onto it (driveGpioInput(), 0 until driven), or as an
+// output (direction 1), which reads back the level last set; levels are 0 or 1. Codes,
+// each with a record naming the pin and its bank: -ENODEV for a pin the board does not
+// have; -EINVAL for a pin not initialised, a direction or level other than 0 or 1;
+// -EBUSY for a second init; -EPERM for setting an input.
+//
+// I2C: a device is a map of byte registers with a register pointer. Register addresses
+// take `addr_bytes` bytes, 1 or 2, most significant first: a direct write's first ones
+// set the pointer and the rest are written from there, a direct read reads from the
+// pointer; register transfers and bit operations address reg1 with one byte and
+// reg1 * 256 + reg2 with two. Every transfer leaves the pointer after the last register
+// it touched. Codes: -EINVAL for `addr_bytes` other than 1 or 2, a null buffer, a length
+// of 0 or less, a direct write shorter than its address or register bytes outside
+// 0-255; then -ENXIO when no device answers; then -ERANGE, with nothing transferred,
+// for a transfer past the end of the map.
 
 struct GpioPinState {
     bool initialised;
@@ -125,8 +148,17 @@ int setI2cRegisters(int bus, int device, std::size_t address, const std::vector<
 // ---- AAC encoder packs ----------------------------------------------------------------------
 
 // Whether the host was built with libavcodec's AAC encoder; without it,
-// create_aac_encoder_pack() fails with -ENOTSUP. The packs' formats, output and codes:
-// support/aac_encoder_pack.cpp and support/frame_backlog.h.
+// create_aac_encoder_pack() fails with -ENOTSUP.
+//
+// A pack takes 1 or 2 channels at an AAC rate of 8000 to 96000 Hz, its output rate the
+// input rate (else -EINVAL), and makes AAC-LC in ADTS frames at min(rate * 4 / 3, 64000)
+// bit/s per channel, frames of about 170 bytes and up to about 300. PCM that lies in an
+// audio buffer received from a channel and not yet given back is taken in that
+// channel's format, of any width (-EINVAL, with a record, when its rate or channel count
+// is not the pack's); other memory is taken as 16-bit samples. A call gives the whole
+// frames that fit its room (0 while input is collected); the others wait for the next
+// call. A frame larger than the whole room, or the oldest of more than 16 waiting, is
+// dropped, and the call that finds so fails with -ENOSPC and a record.
 bool aacEncoderAvailable();
 // Packs created and not yet destroyed (at most 16).
 int aacEncoderPacks();
@@ -167,12 +199,20 @@ int platformInitCount();
 
 // ---- Capture channels -----------------------------------------------------------------------
 
+// Capture and playback channels take PCM of 8000 to 48000 Hz, 1 or 2 channels, and 8
+// (unsigned), 16, 24 or 32-bit samples; creating one of another format fails with
+// -EINVAL and a record naming the field. Their device names pick the device the same
+// way: "alsa:NAME" is ALSA's PCM NAME; a name with a '/' in it or ending in ".wav" (any
+// case) is a WAV file, which must end in ".wav" and be usable; anything else is the
+// built-in device. A name that cannot be used fails enabling (capture) or the start of
+// sending (playback) with a record naming it: -EINVAL for a file name without the
+// ending, the file system's code (-ENOENT, ...) otherwise. The library passes at most 63
+// characters of a name and cuts longer ones.
+//
 // A capture channel captures from rts_av_enable_chn() until it is disabled or destroyed.
-// Its attributes' device name picks the microphone: a path ending in ".wav" that file
-// played in a loop (its rate and channel count must be the channel's, else enabling
-// fails with -EINVAL; a missing file fails with -ENOENT), "alsa:NAME" ALSA's PCM NAME,
-// anything else a sine tone of kCaptureToneHz at kCaptureToneLevel of full scale
-// (-12 dBFS) in every channel. It delivers one buffer per kCapturePeriodMs, stamped with
+// Its microphone: a WAV file played in a loop (its rate and channel count must be the
+// channel's, else -EINVAL), ALSA, or a sine tone of kCaptureToneHz at kCaptureToneLevel
+// of full scale (-12 dBFS) in every channel. It delivers one buffer per kCapturePeriodMs, stamped with
 // its first sample's time on the monotonic clock, through the resample channels bound
 // to it (formats converted with libswresample, equal formats passed on untouched) to
 // the encode channels, at the support library's capture volume. An encode channel
@@ -192,12 +232,15 @@ CaptureStats captureStats(int chn);
 // ---- Playback channels ----------------------------------------------------------------------
 
 // A playback channel plays into a speaker from rts_av_start_send() until it stops
-// sending, is disabled or destroyed. Its attributes' device name picks the speaker: a
-// path ending in ".wav" a WAV file, "alsa:NAME" ALSA's PCM NAME, anything else memory
-// that keeps the last 10 s. The speaker starts at the first byte sent, then plays one
-// 10 ms period after another in real time with the support library's playback volume,
-// filling what the sender did not provide with silence (also written to a file).
-// Underruns, overflows and the FIFO's size are defined in audio/playback_device.h.
+// sending, is disabled or destroyed. Its speaker (see Capture channels): a WAV file
+// created for it, ALSA, or memory that keeps the last 10 s. The speaker starts at the
+// first byte sent, then plays one 10 ms period after another in real time with the
+// support library's playback volume, filling what the sender did not provide with
+// silence (also written to a file). The first period the FIFO cannot fill after a filled
+// one counts an underrun, which lasts until a period is filled again. The FIFO holds at
+// least 40 ms and 6 buffers of the largest size sent; a send into a full FIFO waits up to
+// a period for room, then fails with -EAGAIN, counted as an overflow. A send that is not
+// whole frames fails with -EINVAL and a record.
 //
 // The figures cover the channel's latest run of sending and stay once it ends, also
 // after the channel is destroyed, for the 8 latest destroyed playback channels.

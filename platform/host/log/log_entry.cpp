@@ -4,21 +4,9 @@
 #include <string>
 
 #include "host_state.h"
+#include "log/host_log.h"
 
 namespace {
-
-std::string format(const char* fmt, va_list args) {
-    if (!fmt) return "(null format)";
-    va_list copy;
-    va_copy(copy, args);
-    int n = std::vsnprintf(nullptr, 0, fmt, copy);
-    va_end(copy);
-    if (n < 0) return fmt;
-    std::string text(static_cast<size_t>(n) + 1, '\0');
-    std::vsnprintf(&text[0], text.size(), fmt, args);
-    text.resize(static_cast<size_t>(n));
-    return text;
-}
 
 void store(hostctl::LogRecord::Path path, unsigned int level, unsigned int module,
            const char* file, unsigned int line, std::string text) {
@@ -39,7 +27,7 @@ LogEntry::LogEntry(unsigned int level, unsigned int module, const char* file, un
 void LogEntry::Msg(const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
-    std::string text = format(fmt, args);
+    std::string text = host::log::formatText(fmt, args);
     va_end(args);
     store(hostctl::LogRecord::Path::Shown, mLevel, mModule, mFile, mLine, std::move(text));
 }
@@ -48,7 +36,7 @@ void Log2MyDB(unsigned int level, unsigned int module, const char* file, unsigne
               const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
-    std::string text = format(fmt, args);
+    std::string text = host::log::formatText(fmt, args);
     va_end(args);
     store(hostctl::LogRecord::Path::Stored, level, module, file, line, std::move(text));
 }

@@ -67,6 +67,18 @@ const std::vector<uint8_t>* BufferPool::storageOf(const rts_av_buffer* buffer) c
     return slot && slot->taken ? &slot->storage : nullptr;
 }
 
+bool BufferPool::lends(const void* data, std::size_t bytes) const {
+    const auto first = reinterpret_cast<uintptr_t>(data);
+    for (std::size_t i = 0; i < mCount; ++i) {
+        const Slot& slot = mSlots[i];
+        const auto start = reinterpret_cast<uintptr_t>(slot.storage.data());
+        if (slot.taken && first >= start && first - start <= slot.storage.size() &&
+            bytes <= slot.storage.size() - (first - start))
+            return true;
+    }
+    return false;
+}
+
 void BufferPool::giveBack(rts_av_buffer* buffer) {
     Slot* slot = slotOf(buffer);
     if (!slot || !slot->taken) return;

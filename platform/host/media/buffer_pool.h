@@ -34,6 +34,8 @@ public:
     // The pool's own storage behind a taken buffer, whatever its record now says; null
     // for a buffer that is not taken from this pool.
     const std::vector<uint8_t>* storageOf(const rts_av_buffer* buffer) const;
+    // Whether the `bytes` bytes at `data` lie within the storage of a taken buffer.
+    bool lends(const void* data, std::size_t bytes) const;
     // Buffers taken and not yet given back.
     std::size_t taken() const { return mTaken; }
 

@@ -1,12 +1,12 @@
 #include "media/capture_stream.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <string>
 
 #include "audio/capture_period.h"
 #include "audio/sample_gain.h"
+#include "log/host_log.h"
 #include "media/media_platform.h"
 #include "media/monotonic_clock.h"
 #include "support/audio_volumes.h"
@@ -115,10 +115,10 @@ bool CaptureStream::readPeriod(std::size_t frames) {
         mPeriodsRead.fetch_add(1, std::memory_order_relaxed);
         return true;
     }
-    // The first failure is reported; a device that keeps failing would flood stderr.
+    // The first failure is reported; a device that keeps failing would flood the log.
     if (mInputErrors.fetch_add(1, std::memory_order_relaxed) == 0)
-        std::fprintf(stderr, "host capture: channel %d: the input failed a read: %s\n", mChannel,
-                     std::strerror(-rc));
+        log::report(log::kWarning, "capture chn %d: the microphone failed a read: %s", mChannel,
+                    std::strerror(-rc));
     return false;
 }
 
@@ -160,9 +160,9 @@ bool CaptureStream::convert(const AudioFormat& format, Conversion& conversion, s
     if (!conversion.created) {
         conversion.created = true;
         if (audio::Resampler::create(mFormat, format, &conversion.resampler) != 0)
-            std::fprintf(
-                stderr, "host capture: channel %d: cannot convert to %u Hz, %u bits, %u channels\n",
-                mChannel, format.rate, format.bitsPerSample, format.channels);
+            log::report(log::kWarning,
+                        "capture chn %d: cannot convert to %u Hz, %u bits, %u channels", mChannel,
+                        format.rate, format.bitsPerSample, format.channels);
     }
     return conversion.resampler &&
            conversion.resampler->convert(mCaptured.data(), bytes, &conversion.samples) == 0;

@@ -23,16 +23,17 @@ constexpr int kDefaultJpegQuality = 80;
 
 class Channel {
 public:
-    Channel(ChannelKind kind, ChannelConfig config);
+    Channel(int id, ChannelKind kind, ChannelConfig config);
     Channel(const Channel&) = delete;
     Channel& operator=(const Channel&) = delete;
 
+    int id() const { return mId; }
     ChannelKind kind() const { return mKind; }
     const ChannelConfig& config() const { return mConfig; }
 
     const std::optional<rts_av_profile>& profile() const { return mProfile; }
-    // -EINVAL for a kind without a profile or a profile it cannot take, -EBUSY while
-    // enabled.
+    // -EINVAL for a kind without a profile or a profile it cannot take (with a record
+    // naming what it refused), -EBUSY while enabled.
     int setProfile(const rts_av_profile& profile);
 
     int source() const { return mSource; }
@@ -59,7 +60,8 @@ public:
     bool scripted() const { return mScripted; }
     void setScripted(bool scripted) { mScripted = scripted; }
 
-    // The samples a capture or resample channel delivers; none for other kinds.
+    // The samples a capture or resample channel delivers, and an encode channel with a
+    // profile; none for other kinds.
     std::optional<AudioFormat> deliveredFormat() const;
     // Whether an encode channel delivers what it is fed in `format`: any format while it
     // has no profile, else only its profile's, since a PCM encoder does not convert.
@@ -71,7 +73,7 @@ public:
     int stopSending();
 
     // Encoder settings of H.264 and JPEG channels, set through control handles;
-    // -EINVAL for a value out of range.
+    // -EINVAL, with a record, for a value out of range.
     int h264Profile() const { return mH264Profile; }
     int setH264Profile(int profile);
     int jpegQuality() const { return mJpegQuality; }
@@ -85,6 +87,7 @@ public:
     void setMaskPack(uint32_t pack) { mMaskPack = pack; }
 
 private:
+    const int mId;
     const ChannelKind mKind;
     const ChannelConfig mConfig;
     std::optional<rts_av_profile> mProfile;

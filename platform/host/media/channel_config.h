@@ -1,5 +1,6 @@
 // What a channel is created with, and which attributes and profiles the platform
-// accepts. Each make...() returns nothing for attributes the platform refuses.
+// accepts. Each make...() returns nothing for attributes the platform refuses, after a
+// record naming the first field refused, its value and the values accepted.
 #pragma once
 
 #include <cstddef>
@@ -8,6 +9,7 @@
 #include <variant>
 
 #include "audio/pcm_format.h"
+#include "log/field_check.h"
 #include "media/channel_kind.h"
 #include "rts_av.h"
 
@@ -32,9 +34,8 @@ using ChannelConfig = std::variant<std::monostate, rts_isp_attr, rts_h264_attr, 
 std::optional<ChannelConfig> makeIspConfig(const rts_isp_attr* attr);
 std::optional<ChannelConfig> makeH264Config(const rts_h264_attr* attr);
 std::optional<ChannelConfig> makeMjpegConfig(const rts_mjpeg_attr* attr);
-// Capture channels.
+// Capture and playback channels take the same formats (audio::checkFormat()).
 std::optional<ChannelConfig> makeAudioDeviceConfig(const rts_audio_attr* attr);
-// Playback channels, whose speakers take more formats (audio::validPlaybackFormat()).
 std::optional<ChannelConfig> makeAudioPlaybackConfig(const rts_audio_attr* attr);
 std::optional<ChannelConfig> makeResampleConfig(uint32_t rate, uint32_t bitsPerSample,
                                                 uint32_t channels);
@@ -44,7 +45,8 @@ std::optional<ChannelConfig> makeAudioEncodeConfig(int type, uint32_t bitrate);
 // as its attributes ask (1 to 64), the others a few.
 std::size_t queueDepth(ChannelKind kind, const ChannelConfig& config);
 
-// Whether a channel of `kind` accepts `profile`; false for kinds without a profile.
-bool validProfile(ChannelKind kind, const rts_av_profile& profile);
+// Whether a channel of `kind` accepts `profile`; false for kinds without a profile. A
+// profile refused breaks `check`.
+bool validProfile(ChannelKind kind, const rts_av_profile& profile, log::FieldCheck& check);
 
 }  // namespace host::media

@@ -9,7 +9,7 @@ namespace host::media {
 int ChannelRegistry::add(ChannelKind kind, ChannelConfig config) {
     if (mChannels.size() >= kMaxChannels || mNextId == INT_MAX) return -ENOSPC;
     int id = mNextId++;
-    mChannels.emplace(id, std::make_unique<Channel>(kind, std::move(config)));
+    mChannels.emplace(id, std::make_unique<Channel>(id, kind, std::move(config)));
     return id;
 }
 

@@ -410,9 +410,9 @@ std::optional<OutputStats> MediaPlatform::stats(int chn) {
 
 int MediaPlatform::openSpeaker(int chn, const Channel& c, Stopped& stopped) {
     const auto& attr = std::get<rts_audio_attr>(c.config());
-    audio::PcmFormat format{attr.rate, attr.format, attr.channels};
     std::unique_ptr<audio::PlaybackDevice> device;
-    int rc = audio::PlaybackDevice::open(attr.dev_node, format, &device);
+    int rc = audio::PlaybackDevice::open(attr.dev_node, {attr.rate, attr.format, attr.channels},
+                                         "playback chn " + std::to_string(chn), &device);
     if (rc != 0) return rc;
     Speaker& slot = mSpeakers[chn];
     if (slot) stopped.speakers.push_back(std::move(slot));

@@ -105,6 +105,9 @@ public:
     // Where capture channel `capture`'s samples go now; false (and no targets) while
     // the channel is not enabled.
     bool captureRouteOf(int capture, CaptureRoute* route);
+    // The sample format of the `bytes` bytes at `data` when they lie in a buffer an audio
+    // channel handed out and that is not given back yet; none otherwise.
+    std::optional<AudioFormat> receivedFormat(const void* data, std::size_t bytes);
     // What capture channel `chn` has read while enabled; none while it is not capturing.
     std::optional<CaptureCounts> captureCounts(int chn);
 

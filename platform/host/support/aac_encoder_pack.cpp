@@ -5,6 +5,11 @@
 // AAC sampling frequency from 8,000 to 96,000 Hz, and an output rate equal to the input
 // rate (the pack does not resample).
 //
+// The calls carry no sample width: PCM that lies in an audio buffer the media platform
+// handed out (rts_av_recv) and that is not given back yet is taken in that buffer's
+// format, of any width, and refused when its rate or channel count is not the pack's;
+// other memory is taken as 16-bit samples.
+//
 // Destroying or clearing a record that is not a live pack (never created, creation
 // failed, already destroyed, a copy, or from before a reset) is refused with -EINVAL and
 // changes nothing. Without libavcodec creation fails with -ENOTSUP.
@@ -12,6 +17,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -23,6 +29,8 @@
 
 #ifdef KQ_HOST_AAC
 #include "audio/aac_encoder.h"
+#include "log/host_log.h"
+#include "media/media_platform.h"
 #include "support/frame_backlog.h"
 #endif
 
@@ -40,12 +48,26 @@ public:
     explicit AacPack(std::unique_ptr<audio::AacEncoder> encoder) : mEncoder(std::move(encoder)) {}
 
     // The bytes of whole ADTS frames written to `out`, 0 while input is being collected,
-    // or a negative code.
-    int encode(const uint8_t* pcm, std::size_t bytes, uint8_t* out, std::size_t room) {
+    // or a negative code. `format` is the samples', when known.
+    int encode(const uint8_t* pcm, std::size_t bytes, const std::optional<audio::PcmFormat>& format,
+               uint8_t* out, std::size_t room) {
         std::lock_guard<std::mutex> lock(mMutex);
+        const audio::PcmFormat expected{mEncoder->rate(), format ? format->bitsPerSample : 16,
+                                        mEncoder->channels()};
+        if (format && *format != expected)
+            return log::refuse(-EINVAL,
+                               "do_pcm_to_aac_encode: PCM of %u Hz with %u channels refused: the "
+                               "pack encodes %u Hz with %u",
+                               format->rate, format->channels, expected.rate, expected.channels);
+        if (bytes % expected.frameBytes() != 0)
+            return log::refuse(-EINVAL,
+                               "do_pcm_to_aac_encode: %zu bytes refused: not whole frames of %u "
+                               "bytes (%u channels of %u bits)",
+                               bytes, expected.frameBytes(), expected.channels,
+                               expected.bitsPerSample);
         try {
             std::vector<audio::AacEncoder::Frame> done;
-            int rc = mEncoder->encode(pcm, bytes, &done);
+            int rc = mEncoder->encode(pcm, bytes, expected.bitsPerSample, &done);
             for (audio::AacEncoder::Frame& frame : done) mBacklog.push(std::move(frame));
             return rc != 0 ? rc : mBacklog.drain(out, room);
         } catch (const std::bad_alloc&) {
@@ -105,8 +127,9 @@ int encodePcm(aac_encoder_pack* pack, const void* pcm, uint32_t pcmBytes, void* 
     if (!pcm || !out) return -EINVAL;
     std::shared_ptr<AacPack> found = findPack(pack);
     if (!found) return -EINVAL;
-    return found->encode(static_cast<const uint8_t*>(pcm), pcmBytes, static_cast<uint8_t*>(out),
-                         capacity);
+    return found->encode(static_cast<const uint8_t*>(pcm), pcmBytes,
+                         host::media::media().receivedFormat(pcm, pcmBytes),
+                         static_cast<uint8_t*>(out), capacity);
 }
 
 int clearPack(aac_encoder_pack* pack) {

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "log/host_log.h"
+
 namespace host::support {
 
 void FrameBacklog::push(std::vector<uint8_t> frame) {
@@ -17,11 +19,17 @@ void FrameBacklog::push(std::vector<uint8_t> frame) {
 int FrameBacklog::drain(uint8_t* out, std::size_t room) {
     if (mOverflowed) {
         mOverflowed = false;
-        return -ENOSPC;
+        return log::refuse(-ENOSPC,
+                           "do_pcm_to_aac_encode: frames dropped: more than %zu waited for room",
+                           kMaxFrames);
     }
     if (!mFrames.empty() && mFrames.front().size() > room) {
+        const std::size_t size = mFrames.front().size();
         mFrames.pop_front();
-        return -ENOSPC;
+        return log::refuse(-ENOSPC,
+                           "do_pcm_to_aac_encode: a frame of %zu bytes dropped: larger than the "
+                           "room of %zu bytes",
+                           size, room);
     }
     std::size_t written = 0;
     while (!mFrames.empty() && mFrames.front().size() <= room - written) {

@@ -4,7 +4,8 @@
 // for the next call. Nothing is written past the room, and no frame is ever split.
 //
 // Frames that cannot wait are dropped, and the call that finds them so fails with
-// -ENOSPC and writes nothing, so the loss shows as a failed call:
+// -ENOSPC, writes nothing and leaves a record saying why, so the loss shows as a failed
+// call:
 // - a frame larger than the whole room of the call that reaches it;
 // - the oldest frames beyond kMaxFrames waiting, when callers keep giving less room than
 //   the encoder makes (the backlog stays within kMaxFrames frames of at most 8 KiB).

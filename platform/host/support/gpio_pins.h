@@ -5,7 +5,7 @@
 //
 // Codes: -ENODEV for a pin the board does not have; -EINVAL for a pin not initialised,
 // a direction or level other than 0 or 1; -EBUSY for a second init; -EPERM for setting
-// an input.
+// an input. Each refusal comes with a record naming the call, the pin and its bank.
 #pragma once
 
 #include <array>
@@ -46,6 +46,8 @@ public:
 
 private:
     Pin* find(int gpio, int bank);
+    // The refusal of `call` for a pin the board does not have.
+    static int noSuchPin(const char* call, int gpio, int bank);
 
     std::mutex mMutex;
     std::array<Pin, kBanks * kPinsPerBank> mPins{};

@@ -1,8 +1,12 @@
 #include "module/bitmap.h"
 
+#include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <string>
 #include <vector>
+
+#include "log/host_log.h"
 
 namespace module {
 
@@ -42,12 +46,17 @@ struct Layout {
 class BmpFile {
 public:
     explicit BmpFile(const char* path) : mStream(path, std::ios::binary) {
-        if (!mStream) return;
+        if (!mStream) {
+            mOpenError = errno != 0 ? errno : EIO;
+            return;
+        }
         mStream.seekg(0, std::ios::end);
         const std::streamoff end = mStream.tellg();
         mSize = end > 0 ? static_cast<uint64_t>(end) : 0;
     }
 
+    bool IsOpen() const { return mOpenError == 0; }
+    int OpenError() const { return mOpenError; }
     uint64_t Size() const { return mSize; }
 
     bool ReadAt(uint64_t offset, uint8_t* dest, size_t n) {
@@ -60,65 +69,89 @@ public:
 
 private:
     std::ifstream mStream;
+    int mOpenError = 0;
     uint64_t mSize = 0;
 };
 
+// Why a file is refused; empty while it is not.
+using Refusal = std::string;
+
 // Only the standard BGRA layout is taken from BI_BITFIELDS files.
-bool parseMasks(const uint8_t* prefix, uint32_t infoSize, Layout* layout) {
+Refusal parseMasks(const uint8_t* prefix, uint32_t infoSize, Layout* layout) {
+    const Refusal other = "32-bit pixels with masks other than BGRA are not supported";
     if (le32(prefix + kMasksOffset) != 0x00ff0000 || le32(prefix + kMasksOffset + 4) != 0x0000ff00 ||
         le32(prefix + kMasksOffset + 8) != 0x000000ff)
-        return false;
-    if (infoSize < kAlphaMaskOffset + 4 - kFileHeaderSize) return true;
+        return other;
+    if (infoSize < kAlphaMaskOffset + 4 - kFileHeaderSize) return {};
     const uint32_t alphaMask = le32(prefix + kAlphaMaskOffset);
-    if (alphaMask != 0 && alphaMask != 0xff000000) return false;
+    if (alphaMask != 0 && alphaMask != 0xff000000) return other;
     layout->alphaChannel = alphaMask != 0;
-    return true;
+    return {};
 }
 
-bool parseDimensions(const uint8_t* prefix, Layout* layout) {
+Refusal parseDimensions(const uint8_t* prefix, Layout* layout) {
     const auto width = static_cast<int32_t>(le32(prefix + 18));
     const auto height = static_cast<int64_t>(static_cast<int32_t>(le32(prefix + 22)));
     const int64_t absHeight = height < 0 ? -height : height;
     if (width <= 0 || static_cast<uint32_t>(width) > kMaxBitmapSide || absHeight == 0 ||
         absHeight > kMaxBitmapSide)
-        return false;
+        return std::to_string(width) + " x " + std::to_string(absHeight) +
+               " pixels are not supported (sides of 1 to " + std::to_string(kMaxBitmapSide) + ")";
     layout->width = static_cast<uint32_t>(width);
     layout->height = static_cast<uint32_t>(absHeight);
     layout->bottomUp = height > 0;
-    return true;
+    return {};
 }
 
-bool parseHeaders(BmpFile& file, Layout* layout) {
-    uint8_t prefix[kPrefixSize] = {};
-    const size_t got = file.Size() < kPrefixSize ? static_cast<size_t>(file.Size()) : kPrefixSize;
-    if (got < kMasksOffset || !file.ReadAt(0, prefix, got)) return false;
-    if (prefix[0] != 'B' || prefix[1] != 'M') return false;
-
-    const uint32_t infoSize = le32(prefix + 14);
+Refusal parseFormat(const uint8_t* prefix, size_t got, uint32_t infoSize, Layout* layout,
+                    uint64_t* headersEnd) {
     const uint32_t compression = le32(prefix + 30);
     layout->bits = le16(prefix + 28);
-    if (infoSize < kMinInfoSize || le16(prefix + 26) != 1 || !parseDimensions(prefix, layout))
-        return false;
-
-    // The headers (and masks following a plain 40-byte header) end before the pixels.
-    uint64_t headersEnd = kFileHeaderSize + uint64_t{infoSize};
-    if (layout->bits == 24 && compression == kBiRgb) {
-        layout->alphaChannel = false;
-    } else if (layout->bits == 32 && compression == kBiRgb) {
-        layout->alphaChannel = true;
-    } else if (layout->bits == 32 && compression == kBiBitfields) {
-        if (headersEnd < kAlphaMaskOffset) headersEnd = kAlphaMaskOffset;
-        layout->alphaChannel = true;
-        if (got < kAlphaMaskOffset || !parseMasks(prefix, infoSize, layout)) return false;
-    } else {
-        return false;
+    if (layout->bits != 24 && layout->bits != 32)
+        return std::to_string(layout->bits) + "-bit pixels are not supported (24 or 32)";
+    if (compression == kBiRgb) {
+        layout->alphaChannel = layout->bits == 32;
+        return {};
     }
+    if (layout->bits != 32 || compression != kBiBitfields)
+        return "compression " + std::to_string(compression) +
+               " is not supported (uncompressed, or 32-bit with BGRA masks)";
+    // The masks follow a plain 40-byte header, and end before the pixels.
+    if (*headersEnd < kAlphaMaskOffset) *headersEnd = kAlphaMaskOffset;
+    layout->alphaChannel = true;
+    if (got < kAlphaMaskOffset) return "truncated: the file ends within its masks";
+    return parseMasks(prefix, infoSize, layout);
+}
+
+Refusal parseHeaders(BmpFile& file, Layout* layout) {
+    uint8_t prefix[kPrefixSize] = {};
+    const size_t got = file.Size() < kPrefixSize ? static_cast<size_t>(file.Size()) : kPrefixSize;
+    if (got < kMasksOffset || !file.ReadAt(0, prefix, got))
+        return "truncated: " + std::to_string(file.Size()) + " bytes, shorter than the headers";
+    if (prefix[0] != 'B' || prefix[1] != 'M') return "not a BMP file (no \"BM\" at its start)";
+
+    const uint32_t infoSize = le32(prefix + 14);
+    if (infoSize < kMinInfoSize || le16(prefix + 26) != 1)
+        return "unsupported header (an info header of 40 bytes or more, one plane)";
+    if (Refusal why = parseDimensions(prefix, layout); !why.empty()) return why;
+    uint64_t headersEnd = kFileHeaderSize + uint64_t{infoSize};
+    if (Refusal why = parseFormat(prefix, got, infoSize, layout, &headersEnd); !why.empty())
+        return why;
 
     layout->dataOffset = le32(prefix + 10);
     layout->stride = (layout->width * layout->bits + 31) / 32 * 4;
     const uint64_t dataSize = uint64_t{layout->stride} * layout->height;
-    return headersEnd <= file.Size() && layout->dataOffset >= headersEnd &&
-           layout->dataOffset <= file.Size() && dataSize <= file.Size() - layout->dataOffset;
+    const std::string size = ", the file has " + std::to_string(file.Size());
+    if (headersEnd > file.Size())
+        return "truncated: the headers need " + std::to_string(headersEnd) + " bytes" + size;
+    if (layout->dataOffset < headersEnd || layout->dataOffset > file.Size())
+        return "the pixels' offset " + std::to_string(layout->dataOffset) +
+               " lies outside the file past its headers (" + std::to_string(headersEnd) +
+               " to " + std::to_string(file.Size()) + ")";
+    if (dataSize > file.Size() - layout->dataOffset)
+        return "truncated: the pixels need " + std::to_string(dataSize) + " bytes from offset " +
+               std::to_string(layout->dataOffset) + size;
+    return {};
 }
 
 void convertRow(const uint8_t* in, uint8_t* out, const Layout& layout, bool* sawAlpha) {
@@ -157,17 +190,24 @@ std::shared_ptr<Buf> readPixels(BmpFile& file, const Layout& layout) {
     return pixels;
 }
 
+std::shared_ptr<Buf> refuse(const char* path, const std::string& why) {
+    host::log::report(host::log::kWarning, "GetPureBitmap(\"%s\"): %s", path, why.c_str());
+    return nullptr;
+}
+
 }  // namespace
 
 std::shared_ptr<Buf> GetPureBitmap(const char* path, BmpInfo* info) {
     if (info) std::memset(info, 0, sizeof(*info));
-    if (!path || !info) return nullptr;
+    if (!path) return refuse("(null)", "no path given");
+    if (!info) return refuse(path, "no BmpInfo given for what it finds");
 
     BmpFile file(path);
+    if (!file.IsOpen()) return refuse(path, std::strerror(file.OpenError()));
     Layout layout;
-    if (!parseHeaders(file, &layout)) return nullptr;
+    if (Refusal why = parseHeaders(file, &layout); !why.empty()) return refuse(path, why);
     std::shared_ptr<Buf> pixels = readPixels(file, layout);
-    if (!pixels) return nullptr;
+    if (!pixels) return refuse(path, "cannot read its pixels (out of memory, or a read failed)");
 
     info->width = layout.width;
     info->height = layout.height;
