@@ -132,13 +132,14 @@ bool fits(const char* format, const char* text) {
     return *format == *text && fits(format + 1, text + 1);
 }
 
-// Whether a stored record fits `format`; a negative code that the format shows as
-// "%d, %s" must be shown as itself and its text.
+// Whether a stored record was logged with `format` as the log call's format and fits it;
+// a negative code that the format shows as "%d, %s" must be shown as itself and its text.
 bool logged(const std::vector<hostctl::LogRecord>& records, const char* format, int code) {
     const bool showsCode = code < 0 && std::strstr(format, "%d, %s");
     const std::string codeText = std::to_string(code) + ", " + errno2str(code);
     for (const hostctl::LogRecord& r : records)
-        if (fits(format, r.text.c_str()) && (!showsCode || r.text.find(codeText) != std::string::npos))
+        if (r.format == format && fits(format, r.text.c_str()) &&
+            (!showsCode || r.text.find(codeText) != std::string::npos))
             return true;
     return false;
 }
@@ -383,10 +384,11 @@ protected:
         if (rule->log == kQuiet) {
             for (const hostctl::LogRecord& r : records) EXPECT_LT(r.level, 3u) << r.text;
         } else if (rule->log) {
-            std::vector<std::string> texts;
-            for (const hostctl::LogRecord& r : records) texts.push_back(r.text);
+            std::vector<std::string> logs;
+            for (const hostctl::LogRecord& r : records) logs.push_back(r.format + " -> " + r.text);
             EXPECT_TRUE(logged(records, rule->log, code))
-                << "expected \"" << rule->log << "\", logged " << ::testing::PrintToString(texts);
+                << "expected the format \"" << rule->log << "\", logged (format -> text) "
+                << ::testing::PrintToString(logs);
         }
     }
 

@@ -278,6 +278,8 @@ TEST_F(OverlayImageTest, LoadersCheckTheChannelBeforeTheFileAndKeepTheOldIconOnA
     forgetHistory();
     EXPECT_EQ(kq_privacy_setup_icon(0, missing.c_str()), -1);
     kq_watermark_setup_logo(0, nullptr);
+    for (const hostctl::LogRecord& r : libraryRecords())
+        EXPECT_EQ(r.format, r.text) << "the text is the format";
     EXPECT_THAT(logTexts(), ElementsAre("get icon file failed!", "get logo file failed!"));
     EXPECT_THAT(callNames(), IsEmpty());
     EXPECT_EQ(kq_enable_privacy_mode(0, 1), 0);

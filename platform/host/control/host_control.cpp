@@ -21,7 +21,7 @@ static std::size_t footprint(const JournalEntry& e) {
 }
 
 static std::size_t footprint(const LogRecord& r) {
-    return sizeof r + heapBytes(r.file) + heapBytes(r.text);
+    return sizeof r + heapBytes(r.file) + heapBytes(r.text) + heapBytes(r.format);
 }
 
 namespace {

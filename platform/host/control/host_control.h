@@ -65,6 +65,7 @@ struct LogRecord {
     std::string file;  // empty when the record had none
     unsigned int line;
     std::string text;  // the formatted text, trailing newline included
+    std::string format;  // the format string the log call was given
 
     // One readable line: "error src/rts390x/kq_api_shell/rts_api.cpp:42 given ch[2] not vaild!"
     std::string readable() const;

@@ -9,8 +9,9 @@
 namespace {
 
 void store(hostctl::LogRecord::Path path, unsigned int level, unsigned int module,
-           const char* file, unsigned int line, std::string text) {
-    hostctl::storeLogRecord({path, level, module, file ? file : "", line, std::move(text)});
+           const char* file, unsigned int line, std::string text, const char* format) {
+    hostctl::storeLogRecord(
+        {path, level, module, file ? file : "", line, std::move(text), format ? format : ""});
 }
 
 }  // namespace
@@ -29,7 +30,7 @@ void LogEntry::Msg(const char* fmt, ...) {
     va_start(args, fmt);
     std::string text = host::log::formatText(fmt, args);
     va_end(args);
-    store(hostctl::LogRecord::Path::Shown, mLevel, mModule, mFile, mLine, std::move(text));
+    store(hostctl::LogRecord::Path::Shown, mLevel, mModule, mFile, mLine, std::move(text), fmt);
 }
 
 void Log2MyDB(unsigned int level, unsigned int module, const char* file, unsigned int line,
@@ -38,5 +39,5 @@ void Log2MyDB(unsigned int level, unsigned int module, const char* file, unsigne
     va_start(args, fmt);
     std::string text = host::log::formatText(fmt, args);
     va_end(args);
-    store(hostctl::LogRecord::Path::Stored, level, module, file, line, std::move(text));
+    store(hostctl::LogRecord::Path::Stored, level, module, file, line, std::move(text), fmt);
 }
