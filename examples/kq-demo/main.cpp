@@ -16,12 +16,11 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
 
-#include "host_control.h"
 #include "kq_api.h"
 #include "capture.h"
+#include "host_platform.h"
 #include "kq_board.h"
 #include "options.h"
 #include "output_files.h"
@@ -232,18 +231,6 @@ void printFiles(const Options& options, const Outputs& outputs) {
     printCapture(outputs.capture);
 }
 
-void printLog(unsigned int lowestLevel) {
-    static const char* const kLevels[] = {"", "debug", "info", "warning", "error"};
-    std::map<unsigned int, int> counts;
-    for (const hostctl::LogRecord& record : hostctl::logRecords()) ++counts[record.level];
-    std::printf("\nlog records:");
-    for (const auto& [level, count] : counts)
-        std::printf(" %s %d", level < 5 ? kLevels[level] : "?", count);
-    std::printf("\n");
-    for (const hostctl::LogRecord& record : hostctl::logRecords())
-        if (record.level >= lowestLevel) std::printf("  %s\n", record.readable().c_str());
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -254,10 +241,7 @@ int main(int argc, char** argv) {
         return parsed == demo::Parsed::Help ? 0 : 2;
     }
     if (!makeFolder(options.outDir)) return 1;
-    // A long run makes hundreds of platform calls a second: no journal of them. The log
-    // records go into the closing table rather than through the progress line.
-    hostctl::setJournalEnabled(false);
-    hostctl::setLogEcho(nullptr);
+    demo::quietHostPlatform();
     SnapshotFiles::instance().setFolder(options.outDir);
 
     StreamFile files[2];
@@ -265,7 +249,7 @@ int main(int argc, char** argv) {
         !files[1].open(options.outDir + "/ch1.mjpeg"))
         return 1;
     if (kq_init_kq() != KQ_OK) {
-        printLog(options.logLevel);
+        demo::printLogRecords(options.logLevel);
         return 1;
     }
     demo::Playback playback;
@@ -286,6 +270,6 @@ int main(int argc, char** argv) {
     kq_uninit();
     for (StreamFile& file : files) file.close();
     printFiles(options, outputs);
-    printLog(options.logLevel);
+    demo::printLogRecords(options.logLevel);
     return ok ? 0 : 1;
 }

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "host_control.h"
+#include "host_platform.h"
 #include "module/buf.h"
 #include "module/pcm_sink.h"
 
@@ -68,7 +68,7 @@ bool Playback::start(const std::string& speaker, const std::string& play) {
         return false;
     mSpeaker = speaker;
     mSink = module::PcmSink::Create(mSpeaker.c_str(), mParam);
-    mChannel = hostctl::newestPlaybackChannel();
+    mChannel = newestPlaybackChannel();
     mWriter = std::thread([this] { write(); });
     return true;
 }
@@ -102,7 +102,7 @@ void Playback::stop() {
 int Playback::jitterMs() const { return mSink ? mSink->JitterMs() : 0; }
 
 uint64_t Playback::underruns() const {
-    return mChannel >= 0 ? hostctl::playbackStats(mChannel).underruns : 0;
+    return mChannel >= 0 ? speakerUnderruns(mChannel) : 0;
 }
 
 std::string Playback::describe() const {
