@@ -6,13 +6,13 @@
 
 #include <atomic>
 #include <boost/exception/diagnostic_information.hpp>
-#include <boost/fiber/mutex.hpp>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <exception>
 
 #include "camera_support.h"
+#include "fiber_lock.h"
 #include "module/buf.h"
 #include "module/data_queue.h"
 #include "module/fiber.h"
@@ -35,42 +35,6 @@ constexpr uint32_t kMaxFrameBytes = 65535;
 // this many milliseconds, so that a frameMs of 0 does not spin and one of seconds does
 // not hold up the sink's destruction.
 constexpr unsigned int kUnplayableStepMs = 10;
-
-#if defined(__SANITIZE_THREAD__)
-#define KQ_THREAD_SANITIZER 1
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define KQ_THREAD_SANITIZER 1
-#endif
-#endif
-
-#ifdef KQ_THREAD_SANITIZER
-extern "C" void __tsan_acquire(void* address);
-extern "C" void __tsan_release(void* address);
-#endif
-
-// Holds the sink's lock for a scope. Boost.Fiber comes prebuilt, so ThreadSanitizer
-// cannot see the mutex order what happens under it; in such builds the lock says so.
-class Lock {
-public:
-    explicit Lock(boost::fibers::mutex& mutex) : mMutex(mutex) {
-        mMutex.lock();
-#ifdef KQ_THREAD_SANITIZER
-        __tsan_acquire(&mMutex);
-#endif
-    }
-    ~Lock() {
-#ifdef KQ_THREAD_SANITIZER
-        __tsan_release(&mMutex);
-#endif
-        mMutex.unlock();
-    }
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-private:
-    boost::fibers::mutex& mMutex;
-};
 
 // Bytes of one device buffer: frameMs of PCM, computed in unsigned 32-bit arithmetic.
 uint32_t frameBytesOf(const AudioParam& param) {
@@ -168,7 +132,7 @@ PcmSink::PrivateImp::~PrivateImp() {
 }
 
 void PcmSink::PrivateImp::openSink() {
-    Lock lock(mMutex);
+    FiberLock lock(mMutex);
     if (mChn >= 0) {
         KQ_WARNING("RTS PCM Sink is already openned.");
         return;
@@ -217,7 +181,7 @@ void PcmSink::PrivateImp::openSink() {
 }
 
 void PcmSink::PrivateImp::closeSink() {
-    Lock lock(mMutex);
+    FiberLock lock(mMutex);
     rts_av_stop_send(mChn);
     rts_av_disable_chn(mChn);
     if (mChn >= 0) rts_av_destroy_chn(mChn);
@@ -228,7 +192,7 @@ void PcmSink::PrivateImp::closeSink() {
 }
 
 int PcmSink::PrivateImp::getVolume() {
-    Lock lock(mMutex);
+    FiberLock lock(mMutex);
     if (mMuted) return 0;
     int volume = -1;
     int r = get_playback_volume(&volume);
@@ -240,7 +204,7 @@ int PcmSink::PrivateImp::getVolume() {
 }
 
 int PcmSink::PrivateImp::setVolume(int volume) {
-    Lock lock(mMutex);
+    FiberLock lock(mMutex);
     mMuted = volume == 0;
     int r = enable_playback_mute(mMuted);
     if (r < 0) {
@@ -255,13 +219,13 @@ int PcmSink::PrivateImp::setVolume(int volume) {
 }
 
 void PcmSink::PrivateImp::mute(bool on) {
-    Lock lock(mMutex);
+    FiberLock lock(mMutex);
     mMuted = on;
     enable_playback_mute(on);
 }
 
 bool PcmSink::PrivateImp::isMute() {
-    Lock lock(mMutex);
+    FiberLock lock(mMutex);
     return mMuted;
 }
 
@@ -294,7 +258,7 @@ void PcmSink::PrivateImp::queue(std::shared_ptr<const Buf> buf, unsigned int len
 
 void PcmSink::PrivateImp::Write(std::shared_ptr<const Buf> buf, unsigned int len) {
     if (len == 0) return;
-    Lock lock(mMutex);
+    FiberLock lock(mMutex);
     if (mChn < 0) {
         KQ_WARNING("PcmSink is not opened");
         return;
