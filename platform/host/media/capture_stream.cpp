@@ -9,7 +9,7 @@
 #include "log/host_log.h"
 #include "media/media_platform.h"
 #include "media/monotonic_clock.h"
-#include "support/audio_volumes.h"
+#include "media/volume_gains.h"
 
 namespace host::media {
 namespace {
@@ -125,9 +125,7 @@ bool CaptureStream::readPeriod(std::size_t frames) {
 void CaptureStream::deliver(std::size_t frames, uint64_t timestampUs) {
     const std::size_t bytes = frames * mFormat.frameBytes();
     if (mPlatform.captureRouteOf(mChannel, &mRoute) && !mRoute.targets.empty()) {
-        support::VolumeState volume = support::captureVolume();
-        audio::SampleGain::forVolume(volume.volume, volume.muted)
-            .apply(mCaptured.data(), bytes, mFormat);
+        captureGain().apply(mCaptured.data(), bytes, mFormat);
         for (const CaptureTarget& target : mRoute.targets) {
             std::optional<Samples> samples =
                 target.accepted ? samplesFor(target, bytes) : std::nullopt;

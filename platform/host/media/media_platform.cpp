@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <utility>
 
-#include "host_state.h"
 #include "media/video_stream.h"
+#include "media/volume_gains.h"
 
 namespace host::media {
 
@@ -412,7 +412,8 @@ int MediaPlatform::openSpeaker(int chn, const Channel& c, Stopped& stopped) {
     const auto& attr = std::get<rts_audio_attr>(c.config());
     std::unique_ptr<audio::PlaybackDevice> device;
     int rc = audio::PlaybackDevice::open(attr.dev_node, {attr.rate, attr.format, attr.channels},
-                                         "playback chn " + std::to_string(chn), &device);
+                                         "playback chn " + std::to_string(chn), playbackGain,
+                                         &device);
     if (rc != 0) return rc;
     Speaker& slot = mSpeakers[chn];
     if (slot) stopped.speakers.push_back(std::move(slot));
@@ -605,9 +606,6 @@ MediaPlatform& media() {
 
 namespace hostctl {
 
-void resetMedia() { host::media::media().reset(); }
-int mediaLiveChannels() { return host::media::media().liveChannels(); }
-int mediaInitCount() { return host::media::media().initCount(); }
 int liveAudioQueues() { return host::media::media().liveAudioQueues(); }
 int liveControlHandles() { return host::media::media().liveControlHandles(); }
 

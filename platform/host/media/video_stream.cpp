@@ -4,7 +4,7 @@
 
 #include "media/media_platform.h"
 #include "media/monotonic_clock.h"
-#include "support/image_settings.h"
+#include "media/picture_look.h"
 #include "support/overlay_drawing.h"
 
 namespace host::media {
@@ -71,7 +71,7 @@ void VideoStream::run() {
 void VideoStream::produce(const StreamRoute& route) {
     mFrame.resize(route.profile.video.width, route.profile.video.height);
     mFrame.timestampUs = monotonicMicroseconds();
-    mPattern.render(mFrameNumber++, video::PictureLook::from(support::imageSettings()), mFrame);
+    mPattern.render(mFrameNumber++, pictureLook(support::imageSettings()), mFrame);
     support::drawOverlay(route.overlayPack, route.maskPack, mFrame);
     for (const EncoderRoute& encoder : route.encoders) {
         uint32_t flags = 0;
