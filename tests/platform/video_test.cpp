@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 #include <jpeglib.h>
 
+#include "media/picture_look.h"
 #include "video/drawing.h"
 #include "video/h264_encoder.h"
 #include "video/jpeg_encoder.h"
@@ -178,7 +179,7 @@ TEST(VideoPattern, SettingsShadeAndTheBoxMoves) {
     host::support::ImageSettings settings = host::support::imageSettings();
     settings.flip = 2;
     settings.values[static_cast<int>(host::support::ImageSetting::GrayMode)] = 1;
-    PictureLook gray = PictureLook::from(settings);
+    PictureLook gray = host::media::pictureLook(settings);
     EXPECT_TRUE(gray.gray && gray.upsideDown && !gray.mirror);
     PictureLook pale;
     pale.saturation = 0;

@@ -8,7 +8,6 @@
 
 #include "audio/sample_gain.h"
 #include "log/host_log.h"
-#include "support/audio_volumes.h"
 
 namespace host::audio {
 namespace {
@@ -35,18 +34,20 @@ std::size_t periodBytes(const PcmFormat& format) {
 }  // namespace
 
 int PlaybackDevice::open(const std::string& name, const PcmFormat& format, std::string label,
-                         std::unique_ptr<PlaybackDevice>* device) {
+                         GainSource gain, std::unique_ptr<PlaybackDevice>* device) {
     std::unique_ptr<PcmOutput> output;
     if (int rc = openPcmOutput(name, format, &output); rc != 0) return rc;
-    device->reset(new PlaybackDevice(format, std::move(label), std::move(output)));
+    device->reset(
+        new PlaybackDevice(format, std::move(label), std::move(gain), std::move(output)));
     return 0;
 }
 
-PlaybackDevice::PlaybackDevice(const PcmFormat& format, std::string label,
+PlaybackDevice::PlaybackDevice(const PcmFormat& format, std::string label, GainSource gain,
                                std::unique_ptr<PcmOutput> output)
     : mFormat(format),
       mLabel(std::move(label)),
       mPeriodBytes(periodBytes(format)),
+      mGain(std::move(gain)),
       mFifo(std::max(format.bytesFor(kFifoMinTime), mPeriodBytes), kFifoBuffers),
       mOutput(std::move(output)),
       mPeriod(mPeriodBytes),
@@ -126,8 +127,7 @@ void PlaybackDevice::run() {
 void PlaybackDevice::playPeriod() {
     std::size_t received = mFifo.read(mPeriod.data(), mPeriodBytes);
     std::memset(mPeriod.data() + received, mFormat.silenceByte(), mPeriodBytes - received);
-    support::VolumeState volume = support::playbackVolume();
-    SampleGain::forVolume(volume.volume, volume.muted).apply(mPeriod.data(), received, mFormat);
+    mGain().apply(mPeriod.data(), received, mFormat);
     int rc = mOutput->play(mPeriod.data(), mPeriodBytes);
 
     std::lock_guard<std::mutex> lock(mMutex);

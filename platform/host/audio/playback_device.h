@@ -4,8 +4,8 @@
 // The device starts at the first byte received and then plays one period
 // (kDevicePeriod of audio) at the start of each period, on the monotonic clock and
 // counted from the start, so the rate does not drift. Each period takes what the FIFO
-// holds, up to a period's worth, applies the support library's playback volume and
-// mute, and fills the rest with silence. A device more than kMaxLag behind (a stopped
+// holds, up to a period's worth, applies the gain its owner hands it (the playback
+// volume and mute), and fills the rest with silence. A device more than kMaxLag behind (a stopped
 // process, a blocking card) counts afresh from now.
 //
 // Underruns: the device is fed while each period is filled from the FIFO. The first
@@ -32,6 +32,7 @@
 #include "audio/pcm_fifo.h"
 #include "audio/pcm_format.h"
 #include "audio/pcm_output.h"
+#include "audio/sample_gain.h"
 
 namespace host::audio {
 
@@ -63,9 +64,10 @@ struct PlaybackStats {
 class PlaybackDevice {
 public:
     // Opens the output `name` names and starts the device thread; 0 or the output's code.
-    // `label` names the device in its records ("playback chn 5").
+    // `label` names the device in its records ("playback chn 5"); `gain` is asked for
+    // the gain of each period.
     static int open(const std::string& name, const PcmFormat& format, std::string label,
-                    std::unique_ptr<PlaybackDevice>* device);
+                    GainSource gain, std::unique_ptr<PlaybackDevice>* device);
     ~PlaybackDevice();
     PlaybackDevice(const PlaybackDevice&) = delete;
     PlaybackDevice& operator=(const PlaybackDevice&) = delete;
@@ -91,7 +93,8 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    PlaybackDevice(const PcmFormat& format, std::string label, std::unique_ptr<PcmOutput> output);
+    PlaybackDevice(const PcmFormat& format, std::string label, GainSource gain,
+                   std::unique_ptr<PcmOutput> output);
 
     void run();
     void playPeriod();
@@ -102,6 +105,7 @@ private:
     const PcmFormat mFormat;
     const std::string mLabel;
     const std::size_t mPeriodBytes;
+    const GainSource mGain;
     PcmFifo mFifo;
     std::unique_ptr<PcmOutput> mOutput;  // the device thread's until stop() closes it
     std::vector<uint8_t> mPeriod;        // the device thread's scratch

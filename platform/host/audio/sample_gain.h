@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 
 #include "audio/pcm_format.h"
 
@@ -36,5 +37,9 @@ private:
 
     uint32_t mGain;
 };
+
+// The gain to apply now, asked once for each period played: the owner of the volume
+// (the support library's, through the media channels) decides it while the device runs.
+using GainSource = std::function<SampleGain()>;
 
 }  // namespace host::audio

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "host_state.h"
+#include "log/log_store.h"
 
 namespace host::log {
 namespace {
@@ -11,8 +11,8 @@ void vreport(unsigned int level, const char* format, va_list args) {
     std::string text = "host: " + formatText(format, args);
     using Path = hostctl::LogRecord::Path;
     // The shown copy is dropped unless its level is shown.
-    hostctl::storeLogRecord({Path::Shown, level, hostctl::kHostLogModule, "", 0, text, {}});
-    hostctl::storeLogRecord({Path::Stored, level, hostctl::kHostLogModule, "", 0, std::move(text), {}});
+    host::log::storeRecord({Path::Shown, level, hostctl::kHostLogModule, "", 0, text, {}});
+    host::log::storeRecord({Path::Stored, level, hostctl::kHostLogModule, "", 0, std::move(text), {}});
 }
 
 }  // namespace

@@ -3,14 +3,14 @@
 #include <cstdio>
 #include <string>
 
-#include "host_state.h"
+#include "log/log_store.h"
 #include "log/host_log.h"
 
 namespace {
 
 void store(hostctl::LogRecord::Path path, unsigned int level, unsigned int module,
            const char* file, unsigned int line, std::string text, const char* format) {
-    hostctl::storeLogRecord(
+    host::log::storeRecord(
         {path, level, module, file ? file : "", line, std::move(text), format ? format : ""});
 }
 
@@ -18,7 +18,7 @@ void store(hostctl::LogRecord::Path path, unsigned int level, unsigned int modul
 
 bool LogEntry::IsShow(unsigned int levelBit, unsigned int /*moduleBit*/) {
     for (unsigned int level = 0; level < 32; ++level)
-        if (levelBit == (1u << level)) return hostctl::levelShown(level);
+        if (levelBit == (1u << level)) return host::log::levelShown(level);
     return false;
 }
 

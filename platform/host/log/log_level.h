@@ -3,7 +3,7 @@
 // reads no environment.
 #pragma once
 
-#include "host_control.h"
+#include "control/host_control.h"
 
 namespace host::log {
 

@@ -12,7 +12,7 @@
 
 #include "camera_support.h"
 #include "media/buffer_pool.h"
-#include "media/id_table.h"
+#include "journal/id_table.h"
 
 namespace host::media {
 

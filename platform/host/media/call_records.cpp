@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 
 namespace host::media {
 

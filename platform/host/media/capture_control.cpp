@@ -1,7 +1,7 @@
 // The control interface's view of the capture channels.
 #include "audio/capture_period.h"
 #include "audio/tone_input.h"
-#include "host_control.h"
+#include "control/host_control.h"
 #include "media/media_platform.h"
 
 namespace hostctl {

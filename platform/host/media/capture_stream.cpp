@@ -7,9 +7,9 @@
 #include "audio/capture_period.h"
 #include "audio/sample_gain.h"
 #include "log/host_log.h"
-#include "media/media_platform.h"
+#include "media/stream_sink.h"
 #include "media/monotonic_clock.h"
-#include "support/audio_volumes.h"
+#include "media/volume_gains.h"
 
 namespace host::media {
 namespace {
@@ -22,19 +22,19 @@ Clock::duration durationOf(uint64_t frames, uint32_t rate) {
 
 }  // namespace
 
-int CaptureStream::open(MediaPlatform& platform, int captureChannel, const rts_audio_attr& attr,
+int CaptureStream::open(StreamSink& sink, int captureChannel, const rts_audio_attr& attr,
                         std::unique_ptr<CaptureStream>* stream) {
     audio::PcmFormat format{attr.rate, attr.format, attr.channels};
     std::unique_ptr<audio::PcmInput> input;
     if (int rc = audio::openPcmInput(std::string(attr.dev_node), format, &input); rc != 0)
         return rc;
-    stream->reset(new CaptureStream(platform, captureChannel, format, std::move(input)));
+    stream->reset(new CaptureStream(sink, captureChannel, format, std::move(input)));
     return 0;
 }
 
-CaptureStream::CaptureStream(MediaPlatform& platform, int captureChannel,
+CaptureStream::CaptureStream(StreamSink& sink, int captureChannel,
                              const audio::PcmFormat& format, std::unique_ptr<audio::PcmInput> input)
-    : mPlatform(platform),
+    : mSink(sink),
       mChannel(captureChannel),
       mFormat(format),
       mInput(std::move(input)),
@@ -124,17 +124,15 @@ bool CaptureStream::readPeriod(std::size_t frames) {
 
 void CaptureStream::deliver(std::size_t frames, uint64_t timestampUs) {
     const std::size_t bytes = frames * mFormat.frameBytes();
-    if (mPlatform.captureRouteOf(mChannel, &mRoute) && !mRoute.targets.empty()) {
-        support::VolumeState volume = support::captureVolume();
-        audio::SampleGain::forVolume(volume.volume, volume.muted)
-            .apply(mCaptured.data(), bytes, mFormat);
+    if (mSink.captureRouteOf(mChannel, &mRoute) && !mRoute.targets.empty()) {
+        captureGain().apply(mCaptured.data(), bytes, mFormat);
         for (const CaptureTarget& target : mRoute.targets) {
             std::optional<Samples> samples =
                 target.accepted ? samplesFor(target, bytes) : std::nullopt;
             if (samples)
-                mPlatform.publish(target.channel, samples->data, samples->bytes, timestampUs, 0);
+                mSink.publish(target.channel, samples->data, samples->bytes, timestampUs, 0);
             else
-                mPlatform.countDropped(target.channel);
+                mSink.countDropped(target.channel);
         }
     }
     dropIdleConversions();

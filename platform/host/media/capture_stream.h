@@ -38,7 +38,7 @@
 
 namespace host::media {
 
-class MediaPlatform;
+class StreamSink;
 
 struct CaptureCounts {
     uint64_t periods = 0;      // read from the input
@@ -49,7 +49,7 @@ class CaptureStream {
 public:
     // Opens the input the attributes' device name names and starts the thread; 0 or
     // the input's code.
-    static int open(MediaPlatform& platform, int captureChannel, const rts_audio_attr& attr,
+    static int open(StreamSink& sink, int captureChannel, const rts_audio_attr& attr,
                     std::unique_ptr<CaptureStream>* stream);
     // Stops the thread and waits for it; call without holding the platform's lock.
     ~CaptureStream();
@@ -75,7 +75,7 @@ private:
         bool ok = false;
     };
 
-    CaptureStream(MediaPlatform& platform, int captureChannel, const audio::PcmFormat& format,
+    CaptureStream(StreamSink& sink, int captureChannel, const audio::PcmFormat& format,
                   std::unique_ptr<audio::PcmInput> input);
 
     void run();
@@ -94,7 +94,7 @@ private:
     // Waits for `deadline` or a stop; false when stopped.
     bool sleepUntil(Clock::time_point deadline);
 
-    MediaPlatform& mPlatform;
+    StreamSink& mSink;
     const int mChannel;
     const audio::PcmFormat mFormat;
     std::unique_ptr<audio::PcmInput> mInput;

@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #include "media/channel_kind.h"
-#include "media/id_table.h"
+#include "journal/id_table.h"
 
 namespace host::media {
 

@@ -1,5 +1,5 @@
 // The control interface's view of the media channels: statistics and scripted buffers.
-#include "host_control.h"
+#include "control/host_control.h"
 #include "media/media_platform.h"
 
 namespace hostctl {
@@ -19,5 +19,8 @@ int pushBuffer(int chn, const std::vector<uint8_t>& bytes, uint64_t timestampUs,
 }
 
 void waitCallbacksIdle() { media().waitCallbacksIdle(); }
+
+int liveChannelCount() { return media().liveChannels(); }
+int platformInitCount() { return media().initCount(); }
 
 }  // namespace hostctl

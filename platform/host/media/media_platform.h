@@ -1,41 +1,40 @@
 // The media channel platform behind the rts_av_* calls: the init count, the channels and
 // the control handles, all behind one lock so platform threads and callers can share them.
-// Other parts of the host platform (the support library) reach channels only through
-// here, and never while holding a lock this part might wait for.
+// The support library's calls that act on channels (media/overlay_attach.cpp, ...) reach
+// them only through here, and never while holding a lock this part might wait for.
 #pragma once
 
-#include <condition_variable>
+#include <cerrno>
 #include <cstdint>
-#include <deque>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <thread>
 #include <vector>
 
 #include "audio/playback_device.h"
 #include "camera_support.h"
 #include "media/audio_queues.h"
 #include "media/buffer_pool.h"
-#include "media/capture_route.h"
+#include "media/callback_dispatcher.h"
 #include "media/capture_stream.h"
 #include "media/channel_config.h"
 #include "media/channel_registry.h"
 #include "media/control_handles.h"
-#include "media/stream_route.h"
+#include "media/out_of_service.h"
+#include "media/speakers.h"
+#include "media/stream_sink.h"
 
 namespace host::media {
-
-class VideoStream;
-
-// Speakers of destroyed playback channels kept for inspection.
-constexpr std::size_t kKeptSpeakers = 8;
 
 // Every call checks its arguments itself. Codes: -ENODEV while not initialised,
 // -ENOENT for no such channel, -EINVAL for bad arguments or a channel of the wrong kind,
 // -EPERM for a channel not ready for the request, -EBUSY for a conflicting state.
-class MediaPlatform {
+//
+// The platform keeps the channels and serialises every use of them; the jobs around
+// them are its parts': the callback thread (media/callback_dispatcher.h), the speakers
+// (media/speakers.h), the questions on the channel graph (media/channel_routes.h).
+class MediaPlatform : public StreamSink {
 public:
     int init();
     // -EPERM without a matching init(); the last release destroys every channel and handle.
@@ -86,25 +85,18 @@ public:
     rts_av_buffer* popAudioQueue(audio_queue* queue);
     int destroyAudioQueue(audio_queue* queue);
 
-    // The speaker of playback channel `chn`: the running one, else the last it had,
-    // kept for inspection after it stopped, also after the channel was destroyed for
-    // the kKeptSpeakers latest destroyed channels. Null for none.
+    // The speaker of playback channel `chn`: the running one, else the last it had (see
+    // media/speakers.h). Null for none.
     std::shared_ptr<audio::PlaybackDevice> speaker(int chn);
     // The newest playback channel that has had a speaker, or kNoChannel.
     int newestSpeakerChannel();
 
-    // The producer's side. Hands a buffer channel `chn` made to its reader and its armed
-    // callback; a channel that nobody takes from any more gets nothing.
+    // The streams' side (media/stream_sink.h).
+    bool routeOf(int isp, StreamRoute* route) override;
+    bool captureRouteOf(int capture, CaptureRoute* route) override;
     void publish(int chn, const uint8_t* data, std::size_t length, uint64_t timestampUs,
-                 uint32_t flags);
-    // A picture the channel failed to make.
-    void countDropped(int chn);
-    // Where image channel `isp`'s pictures go now; false (and no encoders) while the
-    // channel is not enabled.
-    bool routeOf(int isp, StreamRoute* route);
-    // Where capture channel `capture`'s samples go now; false (and no targets) while
-    // the channel is not enabled.
-    bool captureRouteOf(int capture, CaptureRoute* route);
+                 uint32_t flags) override;
+    void countDropped(int chn) override;
     // The sample format of the `bytes` bytes at `data` when they lie in a buffer an audio
     // channel handed out and that is not given back yet; none otherwise.
     std::optional<AudioFormat> receivedFormat(const void* data, std::size_t bytes);
@@ -158,47 +150,18 @@ private:
     int withHandle(HandleId handle, ChannelKind kind, F f);
 
     using Lock = std::unique_lock<std::mutex>;
-    using Speaker = std::shared_ptr<audio::PlaybackDevice>;
-
-    // The video and capture streams and speakers a call takes out of service under the
-    // lock. They are stopped when this goes, which must be after the lock is released,
-    // since stopping waits for their threads: declare it before the lock. Audio queue
-    // pools dropped with them are freed last, once no speaker can be copying from them.
-    struct Stopped {
-        std::vector<std::unique_ptr<BufferPool>> pools;
-        std::vector<std::unique_ptr<VideoStream>> streams;
-        std::vector<std::unique_ptr<CaptureStream>> captures;
-        std::vector<Speaker> speakers;
-        ~Stopped();
-    };
 
     // Each takes the lock it is given.
-    void destroyAll(Lock& lock, Stopped& stopped);
-    void destroyChannel(Lock& lock, int chn, Stopped& stopped);
-    std::unique_ptr<VideoStream> takeStream(int chn);
-    std::unique_ptr<CaptureStream> takeCapture(int chn);
-    // 0, or -EINVAL for an encode channel that cannot deliver what its source feeds it.
-    int checkFormatFed(const Channel& c);
-    // Opens playback channel `chn`'s speaker; 0 or the device's code.
-    int openSpeaker(int chn, const Channel& c, Stopped& stopped);
-    // Stops the channel's speaker, if running; it stays for inspection.
-    void silenceSpeaker(int chn, Stopped& stopped);
-    // Forgets the speakers of destroyed channels beyond the kKeptSpeakers newest.
-    void pruneSpeakers(Stopped& stopped);
+    void destroyAll(Lock& lock, OutOfService& out);
+    void destroyChannel(Lock& lock, int chn, OutOfService& out);
+    // Takes the channel's video and capture streams out of service.
+    void stopStreams(int chn, OutOfService& out);
     // Gives a buffer channel `chn` made to its queue and its armed callback.
     void handOut(int chn, Channel& c, const uint8_t* data, std::size_t length,
                  uint64_t timestampUs, uint32_t flags);
-    void enqueueCallback(int chn, const CallbackJob& job);
-    // Drops the channel's queued callbacks and waits for its running one, unless that
-    // is the very thread asking.
-    void cancelCallbacks(Lock& lock, int chn);
-    void runCallbacks();
     int giveBack(rts_av_buffer* buffer);
-
-    struct PendingCallback {
-        int chn;
-        CallbackJob job;
-    };
+    // Keeps the channel's buffer pool while buffers of it are still out.
+    void retirePool(Channel& c);
 
     std::mutex mMutex;
     int mInitCount = 0;
@@ -206,20 +169,38 @@ private:
     ControlHandles mHandles;
     std::map<int, std::unique_ptr<VideoStream>> mStreams;     // by image channel
     std::map<int, std::unique_ptr<CaptureStream>> mCaptures;  // by capture channel
-    std::map<int, Speaker> mSpeakers;                      // by playback channel
+    Speakers mSpeakers;
     AudioQueues mAudioQueues;
     // Pools of destroyed channels whose buffers are still out.
     std::vector<std::unique_ptr<BufferPool>> mRetiredPools;
-
-    // One platform thread runs every callback; it starts with the first and lives as
-    // long as the process.
-    std::deque<PendingCallback> mCallbacks;
-    int mRunningCallback = kNoChannel;
-    std::condition_variable mCallbacksChanged;
-    std::thread::id mCallbackThreadId;
-    bool mCallbackThreadStarted = false;
+    CallbackDispatcher mCallbacks{mMutex, [this](rts_av_buffer* buffer) { giveBack(buffer); }};
 };
 
 MediaPlatform& media();
+
+template <typename F>
+int MediaPlatform::whenInitialised(F f) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    if (mInitCount == 0) return -ENODEV;
+    return f();
+}
+
+template <typename F>
+int MediaPlatform::withChannel(int chn, F f) {
+    return whenInitialised([&] {
+        Channel* channel = mChannels.find(chn);
+        return channel ? f(*channel) : -ENOENT;
+    });
+}
+
+template <typename F>
+int MediaPlatform::withHandle(HandleId handle, ChannelKind kind, F f) {
+    std::lock_guard<std::mutex> lock(mMutex);
+    int chn;
+    if (!mHandles.channelOf(handle, kind, &chn)) return -EINVAL;
+    Channel* channel = mChannels.find(chn);
+    if (!channel) return -ENODEV;
+    return f(*channel);
+}
 
 }  // namespace host::media

@@ -1,5 +1,5 @@
 // The control interface's view of the playback channels' speakers.
-#include "host_control.h"
+#include "control/host_control.h"
 #include "media/media_platform.h"
 
 namespace hostctl {

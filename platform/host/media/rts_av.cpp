@@ -4,9 +4,9 @@
 
 #include <cerrno>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "media/call_records.h"
-#include "media/journaled.h"
+#include "journal/journaled.h"
 #include "media/media_platform.h"
 
 using host::journaled;

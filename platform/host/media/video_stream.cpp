@@ -2,9 +2,9 @@
 
 #include <cerrno>
 
-#include "media/media_platform.h"
+#include "media/stream_sink.h"
 #include "media/monotonic_clock.h"
-#include "support/image_settings.h"
+#include "media/picture_look.h"
 #include "support/overlay_drawing.h"
 
 namespace host::media {
@@ -34,8 +34,8 @@ video::H264Settings h264Settings(const EncoderRoute& encoder, const rts_av_profi
 
 }  // namespace
 
-VideoStream::VideoStream(MediaPlatform& platform, int ispChannel)
-    : mPlatform(platform), mIspChannel(ispChannel), mThread([this] { run(); }) {}
+VideoStream::VideoStream(StreamSink& sink, int ispChannel)
+    : mSink(sink), mIspChannel(ispChannel), mThread([this] { run(); }) {}
 
 VideoStream::~VideoStream() {
     {
@@ -55,7 +55,7 @@ void VideoStream::run() {
     StreamRoute route;
     Clock::time_point next = Clock::now();
     for (;;) {
-        bool live = mPlatform.routeOf(mIspChannel, &route);
+        bool live = mSink.routeOf(mIspChannel, &route);
         if (live && !route.encoders.empty()) produce(route);
         dropIdleEncoders(route);
         // Paced from the start, not from the last picture, so the rate does not drift;
@@ -71,15 +71,15 @@ void VideoStream::run() {
 void VideoStream::produce(const StreamRoute& route) {
     mFrame.resize(route.profile.video.width, route.profile.video.height);
     mFrame.timestampUs = monotonicMicroseconds();
-    mPattern.render(mFrameNumber++, video::PictureLook::from(support::imageSettings()), mFrame);
+    mPattern.render(mFrameNumber++, pictureLook(support::imageSettings()), mFrame);
     support::drawOverlay(route.overlayPack, route.maskPack, mFrame);
     for (const EncoderRoute& encoder : route.encoders) {
         uint32_t flags = 0;
         if (encodeFor(encoder, route.profile, &flags) == 0)
-            mPlatform.publish(encoder.channel, mEncoded.data(), mEncoded.size(), mFrame.timestampUs,
-                              flags);
+            mSink.publish(encoder.channel, mEncoded.data(), mEncoded.size(), mFrame.timestampUs,
+                          flags);
         else
-            mPlatform.countDropped(encoder.channel);
+            mSink.countDropped(encoder.channel);
     }
 }
 

@@ -21,11 +21,11 @@
 
 namespace host::media {
 
-class MediaPlatform;
+class StreamSink;
 
 class VideoStream {
 public:
-    VideoStream(MediaPlatform& platform, int ispChannel);
+    VideoStream(StreamSink& sink, int ispChannel);
     // Stops the thread and waits for it; call without holding the platform's lock.
     ~VideoStream();
     VideoStream(const VideoStream&) = delete;
@@ -44,7 +44,7 @@ private:
     // Waits for `deadline` or a stop; false when stopped.
     bool sleepUntil(std::chrono::steady_clock::time_point deadline);
 
-    MediaPlatform& mPlatform;
+    StreamSink& mSink;
     const int mIspChannel;
 
     video::TestPattern mPattern;

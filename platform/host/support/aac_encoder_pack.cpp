@@ -10,6 +10,9 @@
 // format, of any width, and refused when its rate or channel count is not the pack's;
 // other memory is taken as 16-bit samples.
 //
+// The encode call itself lives with the media channels (media/aac_encode_call.cpp), which
+// know the buffers they handed out.
+//
 // Destroying or clearing a record that is not a live pack (never created, creation
 // failed, already destroyed, a copy, or from before a reset) is refused with -EINVAL and
 // changes nothing. Without libavcodec creation fails with -ENOTSUP.
@@ -21,16 +24,15 @@
 #include <utility>
 #include <vector>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "host_control.h"
-#include "media/journaled.h"
+#include "control/host_control.h"
+#include "journal/journaled.h"
 #include "support/aac_packs.h"
 
 #ifdef KQ_HOST_AAC
 #include "audio/aac_encoder.h"
 #include "log/host_log.h"
-#include "media/media_platform.h"
 #include "support/frame_backlog.h"
 #endif
 
@@ -122,15 +124,6 @@ std::shared_ptr<AacPack> findPack(aac_encoder_pack* pack) {
     return found;
 }
 
-int encodePcm(aac_encoder_pack* pack, const void* pcm, uint32_t pcmBytes, void* out,
-              uint32_t capacity) {
-    if (!pcm || !out) return -EINVAL;
-    std::shared_ptr<AacPack> found = findPack(pack);
-    if (!found) return -EINVAL;
-    return found->encode(static_cast<const uint8_t*>(pcm), pcmBytes,
-                         host::media::media().receivedFormat(pcm, pcmBytes),
-                         static_cast<uint8_t*>(out), capacity);
-}
 
 int clearPack(aac_encoder_pack* pack) {
     std::shared_ptr<AacPack> found = findPack(pack);
@@ -141,12 +134,35 @@ int clearPack(aac_encoder_pack* pack) {
 
 // No pack is ever made, so every other call meets a record that is not a live pack.
 int createPack(aac_encoder_pack* pack) { return pack ? -ENOTSUP : -EINVAL; }
-int encodePcm(aac_encoder_pack*, const void*, uint32_t, void*, uint32_t) { return -EINVAL; }
 int clearPack(aac_encoder_pack*) { return -EINVAL; }
 
 #endif  // KQ_HOST_AAC
 
 }  // namespace
+
+namespace host::support {
+
+#ifdef KQ_HOST_AAC
+
+int encodeAacPcm(aac_encoder_pack* pack, const void* pcm, uint32_t pcmBytes, void* out,
+                 uint32_t capacity, const PcmFormatLookup& formatOf) {
+    if (!pcm || !out) return -EINVAL;
+    std::shared_ptr<AacPack> found = findPack(pack);
+    if (!found) return -EINVAL;
+    return found->encode(static_cast<const uint8_t*>(pcm), pcmBytes, formatOf(pcm, pcmBytes),
+                         static_cast<uint8_t*>(out), capacity);
+}
+
+#else  // KQ_HOST_AAC
+
+int encodeAacPcm(aac_encoder_pack*, const void*, uint32_t, void*, uint32_t,
+                 const PcmFormatLookup&) {
+    return -EINVAL;
+}
+
+#endif  // KQ_HOST_AAC
+
+}  // namespace host::support
 
 extern "C" {
 
@@ -160,14 +176,6 @@ int clear_aac_encoder_buffer(struct aac_encoder_pack* pack) {
     return journaled(
         "clear_aac_encoder_buffer", [&] { return hostctl::args(pack); },
         [=] { return clearPack(pack); });
-}
-
-int do_pcm_to_aac_encode(struct aac_encoder_pack* pack, const void* pcm, uint32_t pcm_bytes,
-                         void* out, uint32_t out_capacity) {
-    return journaled(
-        "do_pcm_to_aac_encode",
-        [&] { return hostctl::args(pack, pcm, pcm_bytes, out, out_capacity); },
-        [=] { return encodePcm(pack, pcm, pcm_bytes, out, out_capacity); });
 }
 
 int destroy_aac_encoder_pack(struct aac_encoder_pack* pack) {

@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <mutex>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
+#include "journal/journaled.h"
 
 namespace host::support {
 namespace {

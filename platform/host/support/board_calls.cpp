@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <string>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
+#include "journal/journaled.h"
 #include "support/gpio_pins.h"
 #include "support/i2c_devices.h"
 

@@ -2,7 +2,7 @@
 // from outside, I2C devices and their registers.
 #include <cerrno>
 
-#include "host_control.h"
+#include "control/host_control.h"
 #include "support/gpio_pins.h"
 #include "support/i2c_devices.h"
 

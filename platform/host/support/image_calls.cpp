@@ -3,9 +3,9 @@
 #include <cerrno>
 #include <string>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
+#include "journal/journaled.h"
 #include "support/image_settings.h"
 
 using host::journaled;

@@ -1,20 +1,19 @@
-// Privacy mask packs: their lifetime, their attachment to an overlay channel and their
-// rectangles, which that channel fills in every picture.
+// Privacy mask packs: their rectangles, which the overlay channel a pack is attached to
+// fills in every picture. Creating and destroying a pack attaches and detaches it, which
+// the media channels do (media/overlay_attach.cpp).
 #include <algorithm>
 #include <cerrno>
 #include <climits>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
-#include "media/media_platform.h"
+#include "journal/journaled.h"
 #include "support/packs.h"
 
 using host::journaled;
 using host::support::maskPacks;
 using host::support::MaskPackState;
 using host::support::validMaskIndex;
-using host::support::validPackSide;
 
 namespace {
 
@@ -32,27 +31,6 @@ int setMask(mask_pack* pack, int index, const host::support::MaskRect& rect) {
 }  // namespace
 
 extern "C" {
-
-int init_mask_pack(struct mask_pack* pack, uint32_t width, uint32_t height) {
-    return journaled(
-        "init_mask_pack", [&] { return hostctl::args(pack, width, height); },
-        [=] {
-            if (!pack || !validPackSide(width) || !validPackSide(height)) return -EINVAL;
-            // Support takes the media lock inside its own, never the other way round.
-            return maskPacks().init(pack, {width, height, {}}, [=](uint32_t id) {
-                return host::media::media().attachMask(width, height, id);
-            });
-        });
-}
-
-int deinit_mask_pack(struct mask_pack* pack) {
-    return journaled(
-        "deinit_mask_pack", [&] { return hostctl::args(pack); },
-        [=] {
-            return maskPacks().deinit(pack,
-                                      [](uint32_t id) { host::media::media().detachMask(id); });
-        });
-}
 
 int enable_rect_mask(struct mask_pack* pack, int index, uint32_t width, uint32_t height, int x,
                      int y) {

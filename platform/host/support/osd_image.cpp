@@ -7,9 +7,9 @@
 #include <optional>
 #include <utility>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
+#include "journal/journaled.h"
 #include "module/bitmap.h"
 #include "support/osd_images.h"
 #include "support/packs.h"

@@ -11,7 +11,7 @@
 #include <optional>
 
 #include "camera_support.h"
-#include "media/id_table.h"
+#include "journal/id_table.h"
 #include "video/sprite.h"
 
 namespace host::support {
@@ -82,7 +82,7 @@ private:
     }
 
     std::mutex mMutex;
-    media::IdTable<OsdImage> mTable{kMaxImages};
+    IdTable<OsdImage> mTable{kMaxImages};
 };
 
 OsdImages& osdImages();

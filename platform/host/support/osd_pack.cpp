@@ -1,16 +1,17 @@
-// Overlay packs: their lifetime, their attachment to OSD channels and the placing of
-// their items, which the text and image calls make.
+// Overlay packs: their lifetime and the placing of their items, which the text and
+// image calls make. Attaching a pack to an overlay channel is the media channels' call
+// (media/overlay_attach.cpp).
 #include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
-#include "media/media_platform.h"
+#include "journal/journaled.h"
 #include "support/packs.h"
 
 using host::journaled;
+using host::support::copyColor;
 using host::support::OsdPackState;
 using host::support::OverlayItem;
 using host::support::osdPacks;
@@ -20,13 +21,13 @@ namespace {
 
 constexpr uint32_t kMaxFontSize = 256;
 
-void copyColor(OsdPackState& state, const osd_pack& pack) {
-    std::memcpy(state.color, pack.color, sizeof state.color);
-}
-
 }  // namespace
 
 namespace host::support {
+
+void copyColor(OsdPackState& state, const osd_pack& pack) {
+    std::memcpy(state.color, pack.color, sizeof state.color);
+}
 
 int placeItem(osd_pack* pack, int block, OverlayItem item) {
     if (!validBlock(block)) return -EINVAL;
@@ -57,17 +58,6 @@ int init_osd_pack(struct osd_pack* pack, uint32_t font_size, uint32_t flags, uin
 int deinit_osd_pack(struct osd_pack* pack) {
     return journaled("deinit_osd_pack", [&] { return hostctl::args(pack); },
                      [=] { return osdPacks().deinit(pack); });
-}
-
-int set_default_osd_attr(struct osd_pack* pack, int osd_chn) {
-    return journaled("set_default_osd_attr", [&] { return hostctl::args(pack, osd_chn); }, [=] {
-        // Support takes the media lock inside its own, never the other way round.
-        return osdPacks().with(pack, [=](uint32_t id, OsdPackState& state) {
-            int rc = host::media::media().attachOverlay(osd_chn, id);
-            if (rc == 0) copyColor(state, *pack);
-            return rc;
-        });
-    });
 }
 
 }  // extern "C"

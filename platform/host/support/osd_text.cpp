@@ -4,9 +4,9 @@
 #include <cstring>
 #include <string>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
+#include "journal/journaled.h"
 #include "support/packs.h"
 #include "video/text_renderer.h"
 

@@ -14,7 +14,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "media/id_table.h"
+#include "journal/id_table.h"
 
 namespace host::support {
 
@@ -149,7 +149,7 @@ private:
     }
 
     std::mutex mMutex;
-    media::IdTable<Entry> mTable;
+    IdTable<Entry> mTable;
 };
 
 }  // namespace host::support

@@ -62,6 +62,9 @@ using MaskPacks = PackRegistry<mask_pack, MaskPackState>;
 OsdPacks& osdPacks();
 MaskPacks& maskPacks();
 
+// Takes the text and background colour from the caller's record.
+void copyColor(OsdPackState& state, const osd_pack& pack);
+
 // Puts `item` into block `block` of the pack, replacing the block's old item (an empty
 // item empties the block). -EINVAL for a pack that is not initialised or a bad block.
 int placeItem(osd_pack* pack, int block, OverlayItem item);

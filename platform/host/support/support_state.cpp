@@ -1,5 +1,7 @@
 // The support library's process-wide state and its reset.
-#include "host_state.h"
+#include "support/support_state.h"
+
+#include "control/host_control.h"
 #include "support/aac_packs.h"
 #include "support/audio_volumes.h"
 #include "support/gpio_pins.h"
@@ -41,21 +43,21 @@ I2cDevices& i2cDevices() {
     return *devices;
 }
 
+void resetState() {
+    resetImageSettings();
+    osdPacks().reset();
+    maskPacks().reset();
+    aacPacks().reset();
+    // Images go too; the handles callers still hold are refused from now on.
+    osdImages().reset();
+    resetAudioVolumes();
+    gpioPins().reset();
+    i2cDevices().reset();
+}
+
 }  // namespace host::support
 
 namespace hostctl {
-
-void resetSupport() {
-    host::support::resetImageSettings();
-    host::support::osdPacks().reset();
-    host::support::maskPacks().reset();
-    host::support::aacPacks().reset();
-    // Images go too; the handles callers still hold are refused from now on.
-    host::support::osdImages().reset();
-    host::support::resetAudioVolumes();
-    host::support::gpioPins().reset();
-    host::support::i2cDevices().reset();
-}
 
 int liveOsdPacks() { return static_cast<int>(host::support::osdPacks().size()); }
 int liveMaskPacks() { return static_cast<int>(host::support::maskPacks().size()); }

@@ -9,8 +9,6 @@
 namespace host::video {
 namespace {
 
-using host::support::ImageSetting;
-
 constexpr int kNeutral = 128;
 constexpr double kPi = 3.14159265358979323846;
 
@@ -88,18 +86,6 @@ uint32_t counterFontSize(uint32_t height) {
 }
 
 }  // namespace
-
-PictureLook PictureLook::from(const host::support::ImageSettings& settings) {
-    PictureLook look;
-    look.brightness = settings[ImageSetting::Brightness];
-    look.contrast = settings[ImageSetting::Contrast];
-    look.saturation = settings[ImageSetting::Saturation];
-    look.hue = settings[ImageSetting::Hue];
-    look.gray = settings[ImageSetting::GrayMode] != 0;
-    look.mirror = (settings.flip & 1) != 0;
-    look.upsideDown = (settings.flip & 2) != 0;
-    return look;
-}
 
 Yuv PictureLook::shade(Yuv colour) const {
     // Contrast spreads luma around mid-gray, brightness shifts it; saturation scales the

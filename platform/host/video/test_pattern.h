@@ -5,20 +5,18 @@
 
 #include <cstdint>
 
-#include "support/image_settings.h"
 #include "video/drawing.h"
 #include "video/frame.h"
 
 namespace host::video {
 
-// How the image settings and flip change the picture.
+// How the image settings and flip change the picture (media/picture_look.h makes one
+// from the support library's settings).
 struct PictureLook {
     int brightness = 128, contrast = 128, saturation = 128, hue = 128;  // 0..255, 128 neutral
     bool gray = false;
     bool mirror = false;      // flip bit 0: left and right swapped
     bool upsideDown = false;  // flip bit 1
-
-    static PictureLook from(const host::support::ImageSettings& settings);
 
     // A scene colour as the sensor delivers it under these settings.
     Yuv shade(Yuv colour) const;

@@ -2,7 +2,7 @@
 // return an injected failure untouched, otherwise do the work and journal its result.
 #pragma once
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 
 namespace host {
 

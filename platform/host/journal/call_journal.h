@@ -81,3 +81,10 @@ std::string record(const Words&... words) {
 }
 
 }  // namespace hostctl
+
+namespace host::journal {
+
+// The journal as a fresh process has it: empty, on, with no failures pending.
+void reset();
+
+}  // namespace host::journal

@@ -8,7 +8,7 @@
 #include <map>
 #include <utility>
 
-namespace host::media {
+namespace host {
 
 template <typename T>
 class IdTable {
@@ -49,4 +49,4 @@ private:
     std::map<uint32_t, T> mEntries;
 };
 
-}  // namespace host::media
+}  // namespace host

@@ -1,8 +1,8 @@
 // Encoder settings through the control handles the media platform hands out; the
 // values land in the encoder channel's state.
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
+#include "journal/journaled.h"
 #include "media/media_platform.h"
 
 using host::journaled;

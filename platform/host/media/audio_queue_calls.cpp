@@ -4,9 +4,9 @@
 // whatever became of its platform start.
 #include <cerrno>
 
-#include "call_journal.h"
+#include "journal/call_journal.h"
 #include "camera_support.h"
-#include "media/journaled.h"
+#include "journal/journaled.h"
 #include "media/media_platform.h"
 
 using host::journaled;

@@ -1,0 +1,18 @@
+// Resetting the whole platform. The media channels go first: they are the top layer and
+// may still reach into the support library's state while they stop.
+#include "control/host_control.h"
+#include "journal/call_journal.h"
+#include "log/log_store.h"
+#include "media/media_platform.h"
+#include "support/support_state.h"
+
+namespace hostctl {
+
+void reset() {
+    host::media::media().reset();
+    host::support::resetState();
+    host::journal::reset();
+    host::log::resetStore();
+}
+
+}  // namespace hostctl
