@@ -1,7 +1,7 @@
 // libFuzzer target: module::GetPureBitmap over arbitrary file contents. The loader takes
 // a path, so each input is written to one memory-backed file opened through /proc.
 // Beyond the sanitizers' checks, a loaded bitmap must describe exactly the pixels
-// returned.
+// returned, and a refusal must say why in one record.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "host_control.h"
 #include "module/bitmap.h"
 
 namespace {
@@ -56,6 +57,12 @@ void checkLoaded(const module::Buf& pixels, const module::BmpInfo& info) {
 
 }  // namespace
 
+// The refusals' records are read, not echoed.
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+    hostctl::setLogEcho(nullptr);
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static MemoryFile file;
     file.fill(data, size);
@@ -63,8 +70,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::shared_ptr<module::Buf> pixels = module::GetPureBitmap(file.path(), &info);
     if (pixels) {
         checkLoaded(*pixels, info);
-    } else if (info.width || info.height || info.format || info.bits) {
-        std::abort();  // a refusal leaves the record zeroed
+    } else if (info.width || info.height || info.format || info.bits ||
+               hostctl::logRecords().size() != 1) {
+        std::abort();  // a refusal leaves the record zeroed and gives one record
     }
+    hostctl::clearLogRecords();
     return 0;
 }
