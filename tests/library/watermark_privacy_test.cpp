@@ -333,34 +333,4 @@ TEST_F(OverlayImageTest, StoppingTheLibraryFreesEveryImage) {
                                          "destroy_osd_image", "destroy_osd_image"));
 }
 
-// Switching the logo and privacy mode from one thread while another polls both
-// channels' frames (and so redraws their timestamps): ThreadSanitizer watches it in CI.
-TEST_F(OverlayImageTest, OverlaysSwitchWhileAnotherThreadPolls) {
-    hostctl::setJournalEnabled(false);
-    for (int ch : {0, 1}) {
-        openPipe(ch, ch == 0 ? h264(320, 240, 30) : mjpeg(320, 240, 30));
-        kq_watermark_setup_logo(ch, mLogo.c_str());
-        ASSERT_EQ(kq_privacy_setup_icon(ch, mSmallIcon.c_str()), 0);
-        kq_enable_osd(ch, 1);
-        ASSERT_EQ(kq_start_encoder(ch), KQ_OK);
-    }
-    std::atomic<bool> switching{true};
-    std::atomic<int> failures{0};
-    std::thread switcher([&] {
-        for (int round = 0; round < 60; ++round) {
-            for (int ch : {0, 1}) {
-                failures += kq_watermark_enable(ch, round % 2) != 0;
-                failures += kq_enable_privacy_mode(ch, round % 3 == 0) != 0;
-            }
-            usleep(5000);
-        }
-        switching = false;
-    });
-    int frames = 0;
-    while (switching) frames += kq_poll_frame(20);
-    switcher.join();
-    EXPECT_EQ(failures, 0);
-    EXPECT_GT(frames, 0);
-}
-
 }  // namespace
