@@ -494,6 +494,7 @@ std::vector<Operation> FailureSweep::operations() {
     const auto started = [] { ASSERT_EQ(kq_init_kq(), KQ_OK); };
     const auto stop = [] { closeAll(); };
     std::vector<Operation> ops;
+    const std::vector<std::string> none;  // no call after the failed one
 
     // Library start and stop.
     std::vector<Rule> initRules = {{"rts_av_init", 0, '-', KQ_FAIL, "rts av init fail %d, %s\n"}};
@@ -589,19 +590,21 @@ std::vector<Operation> FailureSweep::operations() {
     ops.push_back({"kq_watermark_setup_logo", overlaid,
                    [] { return kq_watermark_setup_logo(0, held.logo.c_str()), 0; }, stop, 0,
                    {{"destroy_osd_image", 0, '-', 0, kQuiet},
-                    {"create_osd_image", 0, '-', 0, "set watermark image fail"}}});
+                    {"create_osd_image", 0, '-', 0, "set watermark image fail", {{kWarning, "set watermark image fail"}}}}});
     ops.push_back({"kq_privacy_setup_icon", overlaid,
                    [] { return kq_privacy_setup_icon(0, held.icon.c_str()); }, stop, 0,
                    {{"destroy_osd_image", 0, '-', 0, kQuiet},
                     {"create_osd_image", 0, '-', -1, "set privacy icon fail"}}});
     ops.push_back({"kq_enable_privacy_mode on", overlaid, [] { return kq_enable_privacy_mode(0, 1); },
                    stop, 0,
-                   {{"draw_osd_image", 0, '-', kCode, "draw privacy icon fail, ret = %d, %s"},
-                    {"enable_rect_mask", 0, '-', kCode, "enable rect mask fail, ret = %d, %s"}}});
+                   {{"draw_osd_image", 0, '-', kCode, "draw privacy icon fail, ret = %d, %s", {},
+                     std::vector<std::string>{"enable_rect_mask"}},
+                    {"enable_rect_mask", 0, '-', kCode, "enable rect mask fail, ret = %d, %s", {}, none}}});
     ops.push_back({"kq_enable_privacy_mode off", overlaid, [] { return kq_enable_privacy_mode(0, 0); },
                    stop, 0,
-                   {{"erase_osd_image", 0, '-', kCode, "erase privacy icon fail, ret = %d, %s"},
-                    {"disable_mask", 0, '-', kCode, "disable mask fail, ret = %d, %s"}}});
+                   {{"erase_osd_image", 0, '-', kCode, "erase privacy icon fail, ret = %d, %s", {},
+                     std::vector<std::string>{"disable_mask"}},
+                    {"disable_mask", 0, '-', kCode, "disable mask fail, ret = %d, %s", {}, none}}});
     ops.push_back({"timestamp redraw", overlaid,
                    [] {
                        kq_enable_osd(0, 1);
@@ -641,7 +644,6 @@ std::vector<Operation> FailureSweep::operations() {
     // Audio objects: each Create, reading its first frame for the sources, and each
     // destruction.
     const auto dropped = [] { held.sink.reset(), held.source.reset(), held.shared.reset(); };
-    const std::vector<std::string> none;
     ops.push_back({"PcmSink::Create", nothing,
                    [] {
                        held.sink = module::PcmSink::Create("speaker", kParam);

@@ -152,17 +152,6 @@ TEST_F(OverlayImageTest, WatermarkSwitchWithoutLogoOrOverlay) {
     EXPECT_THAT(packCalls("erase_osd_image"), ElementsAre("1"));
 }
 
-TEST_F(OverlayImageTest, FailedDrawingAndErasingAreLoggedAndReturned) {
-    open(0, h264(1920, 1080));
-    kq_watermark_setup_logo(0, mLogo.c_str());
-    hostctl::failCall("draw_osd_image", 1, kInjected);
-    hostctl::failCall("erase_osd_image", 1, kInjected);
-    EXPECT_EQ(kq_watermark_enable(0, 1), kInjected);
-    EXPECT_EQ(kq_watermark_enable(0, 0), kInjected);
-    EXPECT_THAT(logTexts(), ElementsAre("draw osd image fail, ret = " + kInjectedText,
-                                        "erase osd image fail, ret = " + kInjectedText));
-}
-
 TEST_F(OverlayImageTest, PrivacyDrawsTheIconCentredThenMasksTheWholeFrame) {
     open(0, h264(1280, 720));
     ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
@@ -241,23 +230,6 @@ TEST_F(OverlayImageTest, IconThatCannotBeShownStillLeavesTheFrameMasked) {
     EXPECT_EQ(kq_enable_privacy_mode(0, 1), kInjected);
     EXPECT_THAT(logTexts(), ElementsAre("draw privacy icon fail, ret = " + kInjectedText));
     EXPECT_THAT(callNames(), ElementsAre("draw_osd_image", "enable_rect_mask"));
-}
-
-TEST_F(OverlayImageTest, MaskFailuresAreLoggedAndReturnedAfterTheIconStep) {
-    open(0, h264(1280, 720));
-    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
-    forgetHistory();
-    hostctl::failCall("enable_rect_mask", 1, kInjected);
-    EXPECT_EQ(kq_enable_privacy_mode(0, 1), kInjected);
-    EXPECT_THAT(callNames(), ElementsAre("draw_osd_image", "enable_rect_mask"))
-        << "the icon stays drawn without the mask";
-    hostctl::failCall("erase_osd_image", 1, kInjected);
-    hostctl::failCall("disable_mask", 1, kInjected);
-    EXPECT_EQ(kq_enable_privacy_mode(0, 0), kInjected);
-    EXPECT_THAT(logTexts(), ElementsAre("enable rect mask fail, ret = " + kInjectedText,
-                                        "erase privacy icon fail, ret = " + kInjectedText,
-                                        "disable mask fail, ret = " + kInjectedText));
-    EXPECT_EQ(hostctl::calls("disable_mask").size(), 1u) << "a failed erase does not stop the lift";
 }
 
 TEST_F(OverlayImageTest, LoadersCheckTheChannelBeforeTheFileAndKeepTheOldIconOnAMissingFile) {
