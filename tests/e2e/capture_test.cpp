@@ -1,5 +1,7 @@
 // Captured audio checked by tools nobody here wrote: ffprobe reads the AAC frames a
 // source delivers and ffmpeg decodes them back to the generator's tone.
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -30,7 +32,8 @@ TEST_F(CaptureTest, TheAacFramesDecodeToTheGeneratorsToneAtTheCapturedFormat) {
     for (const module::AudioParam& f : formats) {
         SCOPED_TRACE(std::to_string(f.sampleRate) + " Hz, " + std::to_string(f.bitsPerSample) +
                      " bits");
-        const std::string path = ::testing::TempDir() + "kq_capture_test.aac";
+        const std::string path =
+            ::testing::TempDir() + "kq_capture_test_" + std::to_string(getpid()) + ".aac";
         {
             // 2 s, every frame read.
             std::ofstream file(path, std::ios::binary | std::ios::trunc);

@@ -161,7 +161,8 @@ TEST_F(CaptureSourceTest, PcmFramesArriveInOrderOnePeriodApartCarryingTheGenerat
 }
 
 TEST_F(CaptureSourceTest, AWavFileGivenAsDeviceComesBackSampleForSample) {
-    const std::string path = ::testing::TempDir() + "capture_source.wav";
+    const std::string path =
+        ::testing::TempDir() + "capture_source_" + std::to_string(getpid()) + ".wav";
     std::vector<int16_t> written(16000 / 2);  // half a second: the loop shows after it
     for (std::size_t i = 0; i < written.size(); ++i) written[i] = int16_t(i * 7 - 20000);
     SF_INFO info{0, 16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};

@@ -3,7 +3,6 @@
 // fresh platform with exactly that call failing. Each run must give the documented
 // result and record, and leave no channel, pack, queue, image, handle, platform init,
 // thread or open file behind once it is torn down.
-#include <dirent.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -113,15 +112,6 @@ std::map<std::string, int> leftovers() {
             {"mask packs", hostctl::liveMaskPacks()},
             {"OSD images", hostctl::liveOsdImages()},
             {"AAC encoder packs", hostctl::aacEncoderPacks()}};
-}
-
-std::size_t fdCount() {
-    std::size_t count = 0;
-    if (DIR* dir = opendir("/proc/self/fd")) {
-        while (dirent* entry = readdir(dir)) count += entry->d_name[0] != '.';
-        closedir(dir);
-    }
-    return count;
 }
 
 bool ruleMatches(const Rule& r, const PlatformCall& call, int code) {
