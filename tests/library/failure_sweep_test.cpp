@@ -487,9 +487,15 @@ std::vector<Operation> FailureSweep::operations() {
     const std::vector<std::string> none;  // no call after the failed one
 
     // Library start and stop.
-    std::vector<Rule> initRules = {{"rts_av_init", 0, '-', KQ_FAIL, "rts av init fail %d, %s\n"}};
+    // A failed platform start is released twice, each refused, and leaves no context.
+    std::vector<Rule> initRules = {{"rts_av_init", 0, '-', KQ_FAIL, "rts av init fail %d, %s\n",
+                                    {{kError, "rts av init fail %d, %s\n"},
+                                     {kError, "rts av release fail %d, %s\n"},
+                                     {kError, "rts av release fail %d, %s\n"}},
+                                    std::vector<std::string>{"rts_av_release", "rts_av_release"}}};
     for (const Rule& r : imageRules(KQ_OK, KQ_OK)) initRules.push_back(r);
     ops.push_back({"kq_init_kq", nothing, [] { return kq_init_kq(); }, stop, KQ_OK, initRules});
+    ops.back().again = true;
     ops.push_back({"kq_uninit", started, [] { return kq_uninit(), 0; }, nothing, 0,
                    {{"rts_av_release", 0, '-', 0, "rts av release fail %d, %s\n"}}});
 
