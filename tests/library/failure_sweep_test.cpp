@@ -203,12 +203,16 @@ int onFrame(const uint8_t*, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, vo
 }
 
 // Whether a capture worker has ended: its encoder buffer or its start of receiving was
-// refused.
+// refused. A refused clear is logged once the call returns: the worker has ended when
+// that record is there too.
 bool captureWorkerEnded() {
-    for (const hostctl::JournalEntry& e : hostctl::journal())
-        if ((e.function == "clear_aac_encoder_buffer" || e.function == "rts_av_start_recv") &&
-            e.result != 0)
-            return true;
+    for (const hostctl::JournalEntry& e : hostctl::journal()) {
+        if (e.function == "rts_av_start_recv" && e.result != 0) return true;
+        if (e.function == "clear_aac_encoder_buffer" && e.result != 0) {
+            for (const hostctl::LogRecord& r : hostctl::logRecords())
+                if (r.format == std::string("start recv fail, ret = %d, %s")) return true;
+        }
+    }
     return false;
 }
 
