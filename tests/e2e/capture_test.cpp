@@ -9,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "aac_dump_lock.h"
 #include "e2e/e2e_fixture.h"
 #include "module/aac_source.h"
 #include "module/buf.h"
@@ -19,7 +20,9 @@ namespace {
 using namespace std::chrono_literals;
 using e2e::haveTool;
 
-class CaptureTest : public LibraryTest {};
+class CaptureTest : public LibraryTest {
+    AacDumpLock mDumpLock;
+};
 
 // Whatever the captured sample width, the AAC is the generator's tone at its level. The
 // frames are read, not taken from the dump file, which other processes' sources share.

@@ -14,6 +14,7 @@
 #include <set>
 #include <thread>
 
+#include "aac_dump_lock.h"
 #include "library/library_fixture.h"
 #include "log_entry.h"
 #include "module/aac_source.h"
@@ -129,6 +130,8 @@ protected:
         return hostctl::liveChannelCount() == 0 && hostctl::platformInitCount() == 0 &&
                hostctl::aacEncoderPacks() == 0;
     }
+
+    AacDumpLock mDumpLock;
 };
 
 #define REQUIRE_AAC()                    \

@@ -15,6 +15,7 @@
 #include <set>
 #include <thread>
 
+#include "aac_dump_lock.h"
 #include "bitmap_files.h"
 #include "kq_board.h"
 #include "library/library_fixture.h"
@@ -479,6 +480,7 @@ protected:
     static std::vector<Operation> operations();
 
     std::string mFolder;
+    AacDumpLock mDumpLock;
 };
 
 // ---- The operations ---------------------------------------------------------------------
