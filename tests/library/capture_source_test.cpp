@@ -7,10 +7,12 @@
 #include <unistd.h>
 
 #include <cmath>
+#include <condition_variable>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <mutex>
 #include <set>
 #include <thread>
 
@@ -67,6 +69,36 @@ bool dumpFileOpen() {
     return open;
 }
 
+// A read of a source blocks until a frame comes, and a scripted channel yields only what
+// a test pushes: should a pushed buffer never become a frame, the watchdog pushes filler
+// after 10 s, so that the test fails on what it reads instead of waiting for ever.
+class ReadWatchdog {
+public:
+    void arm(int chn) {
+        if (mThread.joinable()) return;
+        mDone = false;
+        mThread = std::thread([this, chn] {
+            std::unique_lock<std::mutex> lock(mMutex);
+            if (mWake.wait_for(lock, std::chrono::seconds(10), [this] { return mDone; })) return;
+            for (int i = 0; i < 200; ++i) hostctl::pushBuffer(chn, {0, 0}, 0, 0);
+        });
+    }
+    void disarm() {
+        {
+            std::lock_guard<std::mutex> lock(mMutex);
+            mDone = true;
+        }
+        mWake.notify_all();
+        if (mThread.joinable()) mThread.join();
+    }
+
+private:
+    std::mutex mMutex;
+    std::condition_variable mWake;
+    bool mDone = false;
+    std::thread mThread;
+} gWatchdog;
+
 enum class Kind { Pcm, Aac, Multi };
 
 class CaptureSourceTest : public LibraryTest {
@@ -83,6 +115,11 @@ protected:
     void SetUp() override {
         LibraryTest::SetUp();
         ::unlink(kDumpPath);
+    }
+
+    void TearDown() override {
+        gWatchdog.disarm();
+        LibraryTest::TearDown();
     }
 
     static int encodeChannel() {
@@ -103,6 +140,7 @@ protected:
         for (int i = 0; i < 1000 && !polled(); ++i) std::this_thread::sleep_for(5ms);
         for (std::size_t n = 0; n < sizes.size(); ++n)
             ASSERT_EQ(hostctl::pushBuffer(chn, pushed(n, sizes[n]), kPushedUs + n * 1000, 0), 0);
+        gWatchdog.arm(chn);
     }
 
     static std::vector<uint8_t> pushed(std::size_t n, uint32_t bytes) {
