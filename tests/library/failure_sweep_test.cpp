@@ -3,7 +3,6 @@
 // fresh platform with exactly that call failing. Each run must give the documented
 // result and record, and leave no channel, pack, queue, image, handle, platform init,
 // thread or open file behind once it is torn down.
-#include <dirent.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -12,9 +11,11 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <thread>
 
+#include "aac_dump_lock.h"
 #include "bitmap_files.h"
 #include "kq_board.h"
 #include "library/library_fixture.h"
@@ -35,16 +36,28 @@ constexpr int kCode = INT_MIN;  // expected result: the injected code itself
 constexpr int kLost = -1000;    // a snapshot result: the picture never came
 const char* const kQuiet = "";  // expected record: no warning or error at all
 
+constexpr unsigned int kInfo = 2, kWarning = 3, kError = 4;
+
+// A library record as the log call made it: its level and its format.
+struct Record {
+    unsigned int level;
+    const char* format;
+};
+
 // What the library must do when a call fails. `function` ends in '*' to match a prefix,
 // or is "*"; `nth` 0 matches any occurrence; `sign` '-' or '+' picks the injected code's
 // sign, '*' both. `log` is the printf format of the failed step's record, kQuiet, or
-// null when the operation's own records are not looked at.
+// null when the operation's own records are not looked at. `records`, when given, are
+// all the library's records in order; `cleanup`, when given, the calls the operation
+// makes after the failed one, in order.
 struct Rule {
     const char* function;
     unsigned int nth;
     char sign;
     int result;
     const char* log;
+    std::vector<Record> records = {};
+    std::optional<std::vector<std::string>> cleanup = std::nullopt;
 };
 
 struct Operation {
@@ -56,6 +69,12 @@ struct Operation {
     std::vector<Rule> rules;
     // Calls made again and again by workers and polling loops, not by the operation.
     std::set<std::string> background = {};
+    // The library's records when nothing fails, in order; not looked at when empty.
+    std::vector<Record> records = {};
+    // The file the library's error records name; any when null.
+    const char* file = nullptr;
+    // Whether the operation, run again after a failure, must then succeed.
+    bool again = false;
 };
 
 struct PlatformCall {
@@ -94,15 +113,6 @@ std::map<std::string, int> leftovers() {
             {"mask packs", hostctl::liveMaskPacks()},
             {"OSD images", hostctl::liveOsdImages()},
             {"AAC encoder packs", hostctl::aacEncoderPacks()}};
-}
-
-std::size_t fdCount() {
-    std::size_t count = 0;
-    if (DIR* dir = opendir("/proc/self/fd")) {
-        while (dirent* entry = readdir(dir)) count += entry->d_name[0] != '.';
-        closedir(dir);
-    }
-    return count;
 }
 
 bool ruleMatches(const Rule& r, const PlatformCall& call, int code) {
@@ -144,6 +154,35 @@ bool logged(const std::vector<hostctl::LogRecord>& records, const char* format, 
     return false;
 }
 
+// The library's own records, without the host platform's.
+std::vector<hostctl::LogRecord> libraryOnly(const std::vector<hostctl::LogRecord>& records) {
+    std::vector<hostctl::LogRecord> own;
+    for (const hostctl::LogRecord& r : records)
+        if (r.module != hostctl::kHostLogModule) own.push_back(r);
+    return own;
+}
+
+// The library's records are exactly `expected`, each by its level and format, and each
+// error names the file it came from (`file` when given).
+void expectRecords(const std::vector<hostctl::LogRecord>& all, const std::vector<Record>& expected,
+                   const char* file) {
+    const std::vector<hostctl::LogRecord> records = libraryOnly(all);
+    std::vector<std::string> got, want;
+    for (const hostctl::LogRecord& r : records) {
+        got.push_back(std::to_string(r.level) + " " + r.format);
+        if (r.level >= kError) {
+            EXPECT_FALSE(r.file.empty()) << r.text;
+            if (file) {
+                EXPECT_EQ(r.file, file) << r.text;
+            }
+        }
+    }
+    for (const Record& r : expected) want.push_back(std::to_string(r.level) + " " + r.format);
+    EXPECT_EQ(got, want) << "records (level format)";
+    for (std::size_t i = 0; i < records.size() && i < expected.size(); ++i)
+        EXPECT_TRUE(fits(expected[i].format, records[i].text.c_str())) << records[i].text;
+}
+
 // ---- What the operations act on ---------------------------------------------------------
 
 constexpr module::AudioParam kParam{16000, 1, 16, 20};
@@ -165,12 +204,16 @@ int onFrame(const uint8_t*, uint32_t, uint32_t, uint32_t, uint32_t, uint32_t, vo
 }
 
 // Whether a capture worker has ended: its encoder buffer or its start of receiving was
-// refused.
+// refused. A refused clear is logged once the call returns: the worker has ended when
+// that record is there too.
 bool captureWorkerEnded() {
-    for (const hostctl::JournalEntry& e : hostctl::journal())
-        if ((e.function == "clear_aac_encoder_buffer" || e.function == "rts_av_start_recv") &&
-            e.result != 0)
-            return true;
+    for (const hostctl::JournalEntry& e : hostctl::journal()) {
+        if (e.function == "rts_av_start_recv" && e.result != 0) return true;
+        if (e.function == "clear_aac_encoder_buffer" && e.result != 0) {
+            for (const hostctl::LogRecord& r : hostctl::logRecords())
+                if (r.format == std::string("start recv fail, ret = %d, %s")) return true;
+        }
+    }
     return false;
 }
 
@@ -233,11 +276,20 @@ std::vector<Rule> openRules() {
         {"rts_av_enable_chn", 2, '-', KQ_FAIL, "enable osd chn fail, ret = %d, %s\n"},
         {"rts_av_enable_chn", 3, '-', KQ_FAIL, "enable enc chn fail, ret = %d, %s\n"},
         {"rts_av_enable_chn", 4, '-', KQ_FAIL, "enable jpg chn fail, ret = %d, %s\n"},
-        {"set_default_osd_attr", 0, '-', KQ_OK, "set default osd attr fail, ret = %d, %s\n"},
         {"rts_av_query_*", 0, '-', KQ_FAIL, "set chennels control fail, ret = %d, %s\n"},
         {"set_h264_video_profile", 0, '-', KQ_FAIL, "set chennels control fail, ret = %d, %s\n"},
         {"set_mjpeg_quality", 0, '-', KQ_FAIL, "set chennels control fail, ret = %d, %s\n"},
     };
+    // A failed step is followed by its stage's record and the channel's.
+    for (Rule& r : rules) {
+        if (r.result != KQ_FAIL) continue;
+        const bool enabling = std::strncmp(r.log, "enable", 6) == 0 || std::strncmp(r.log, "set chennels", 12) == 0;
+        r.records = {{kError, r.log},
+                     {kError, enabling ? "enable video channel fail\n" : "create video channel fail\n"},
+                     {kError, enabling ? "enable mVidPipes[%d] fail!" : "build mVidPipes[%d] fail!"}};
+    }
+    rules.push_back({"set_default_osd_attr", 0, '-', KQ_OK, nullptr,
+                     {{kWarning, "set default osd attr fail, ret = %d, %s\n"}, {kInfo, "%s ch[%d] success"}}});
     for (const Rule& r : imageRules(KQ_OK, KQ_OK)) rules.push_back(r);
     return rules;
 }
@@ -245,7 +297,7 @@ std::vector<Rule> openRules() {
 // What a capture source logs when opening it or starting its worker fails: it is
 // returned all the same and reads nothing (0).
 std::vector<Rule> captureOpenRules(bool multi, bool aac) {
-    return {
+    std::vector<Rule> rules = {
         {"rts_av_init", 0, '-', 0, "rts av init fail %d, %s\n"},
         {"rts_av_create_audio_capture_chn", 0, '-', 0, "create capture chn fail, ret = %d, %s\n"},
         {"rts_av_create_audio_capture_chn", 0, '+', 0,
@@ -270,6 +322,22 @@ std::vector<Rule> captureOpenRules(bool multi, bool aac) {
         // The PCM and combined sources print this failure instead of logging it.
         {"rts_av_start_recv", 0, '-', 0, aac ? "start recv fail, ret = %d, %s" : nullptr},
     };
+    // A failed step of building the chain is followed by its stage's record; the worker
+    // then cannot start, which the AAC sources log (their encoder pack is gone) and the
+    // PCM source prints.
+    for (Rule& r : rules) {
+        const std::string f = r.function;
+        if (f == "rts_av_start_recv" || f == "clear_aac_encoder_buffer") continue;
+        r.records = {{kError, r.log}};
+        if (f != "rts_av_init")
+            r.records.push_back({kError, std::strncmp(r.log, "bind", 4) == 0 || std::strncmp(r.log, "enable", 6) == 0
+                                             ? "enable channel fail\n"
+                                             : "create channel fail\n"});
+        if (multi || aac) r.records.push_back({kError, "start recv fail, ret = %d, %s"});
+        // The AAC source's read of nothing is a warning.
+        if (aac) r.records.push_back({kWarning, "RTS390X AacSource::Read R%d"});
+    }
+    return rules;
 }
 
 class FailureSweep : public LibraryTest {
@@ -342,6 +410,11 @@ protected:
         const int result = op.run();
         const std::vector<hostctl::JournalEntry> journal = hostctl::journal();
         const std::vector<hostctl::LogRecord> records = hostctl::logRecords();
+        if (failed && op.again && result != op.ok) {
+            held.sink.reset(), held.source.reset(), held.shared.reset();
+            forgetHistory();
+            EXPECT_EQ(op.run(), op.ok) << "run again after the failure";
+        }
         op.teardown();
         held.sink.reset();
         held.source.reset();
@@ -351,7 +424,8 @@ protected:
         std::string released;
         if (!failed) {
             EXPECT_EQ(result, op.ok);
-            for (const hostctl::LogRecord& r : records) EXPECT_LT(r.level, 4u) << r.text;
+            for (const hostctl::LogRecord& r : records) EXPECT_LT(r.level, kError) << r.text;
+            if (!op.records.empty()) expectRecords(records, op.records, op.file);
         } else {
             released = kReleasedBy.count(failed->function) ? kReleasedBy.at(failed->function) : "";
             checkFailure(op, *failed, code, result, journal, records);
@@ -390,11 +464,23 @@ protected:
                 << "expected the format \"" << rule->log << "\", logged (format -> text) "
                 << ::testing::PrintToString(logs);
         }
+        if (!rule->records.empty()) expectRecords(records, rule->records, op.file);
+        if (rule->cleanup) {
+            std::vector<std::string> after;
+            unsigned int made = 0;
+            for (const hostctl::JournalEntry& e : journal)
+                if (made >= failed.nth && !op.background.count(e.function))
+                    after.push_back(e.function);
+                else if (e.function == failed.function)
+                    ++made;
+            EXPECT_EQ(after, *rule->cleanup) << "the calls after the failed one";
+        }
     }
 
     static std::vector<Operation> operations();
 
     std::string mFolder;
+    AacDumpLock mDumpLock;
 };
 
 // ---- The operations ---------------------------------------------------------------------
@@ -404,11 +490,18 @@ std::vector<Operation> FailureSweep::operations() {
     const auto started = [] { ASSERT_EQ(kq_init_kq(), KQ_OK); };
     const auto stop = [] { closeAll(); };
     std::vector<Operation> ops;
+    const std::vector<std::string> none;  // no call after the failed one
 
     // Library start and stop.
-    std::vector<Rule> initRules = {{"rts_av_init", 0, '-', KQ_FAIL, "rts av init fail %d, %s\n"}};
+    // A failed platform start is released twice, each refused, and leaves no context.
+    std::vector<Rule> initRules = {{"rts_av_init", 0, '-', KQ_FAIL, "rts av init fail %d, %s\n",
+                                    {{kError, "rts av init fail %d, %s\n"},
+                                     {kError, "rts av release fail %d, %s\n"},
+                                     {kError, "rts av release fail %d, %s\n"}},
+                                    std::vector<std::string>{"rts_av_release", "rts_av_release"}}};
     for (const Rule& r : imageRules(KQ_OK, KQ_OK)) initRules.push_back(r);
     ops.push_back({"kq_init_kq", nothing, [] { return kq_init_kq(); }, stop, KQ_OK, initRules});
+    ops.back().again = true;
     ops.push_back({"kq_uninit", started, [] { return kq_uninit(), 0; }, nothing, 0,
                    {{"rts_av_release", 0, '-', 0, "rts av release fail %d, %s\n"}}});
 
@@ -426,11 +519,18 @@ std::vector<Operation> FailureSweep::operations() {
             ASSERT_EQ(kq_init_kq(), KQ_OK);
             ASSERT_EQ(kq_open_encoder(ch, &param, nullptr, nullptr), KQ_OK);
         };
+        // Saved image settings go only to a complete graph: a failed open that applied
+        // them answers 1.
         ops.push_back({"open " + tag, started,
-                       [ch, param] { return kq_open_encoder(ch, &param, nullptr, nullptr); }, stop,
-                       KQ_OK, openRules()});
+                       [ch, param] {
+                           const int r = kq_open_encoder(ch, &param, nullptr, nullptr);
+                           return r != KQ_OK && !hostctl::calls("set_ae_auto").empty() ? 1 : r;
+                       },
+                       stop, KQ_OK, openRules()});
+        ops.back().again = true;
         ops.push_back({"start " + tag, opened, [ch] { return kq_start_encoder(ch); }, stop, KQ_OK,
-                       {{"rts_av_start_recv", 0, '-', KQ_FAIL, "start recv fail, ret = %d, %s\n"}}});
+                       {{"rts_av_start_recv", 0, '-', KQ_FAIL, "start recv fail, ret = %d, %s\n",
+                         {{kError, "start recv fail, ret = %d, %s\n"}, {kError, "start mVidPipes[%d] fail!"}}}}});
         const char* const closed = "%s ch[%d] success";
         ops.push_back({"close " + tag,
                        [opened, ch] {
@@ -444,6 +544,7 @@ std::vector<Operation> FailureSweep::operations() {
                         {"rts_av_disable_chn", 3, '-', 0, "disable osd chn fail, ret = %d, %s\n"},
                         {"rts_av_disable_chn", 4, '-', 0, "disable isp chn fail, ret = %d, %s\n"},
                         {"*", 0, '-', 0, closed}}});
+        ops.back().records = {{kInfo, closed}};
         ops.push_back({"snapshot " + tag,
                        [ch, param] {
                            ASSERT_EQ(kq_init_kq(), KQ_OK);
@@ -491,19 +592,21 @@ std::vector<Operation> FailureSweep::operations() {
     ops.push_back({"kq_watermark_setup_logo", overlaid,
                    [] { return kq_watermark_setup_logo(0, held.logo.c_str()), 0; }, stop, 0,
                    {{"destroy_osd_image", 0, '-', 0, kQuiet},
-                    {"create_osd_image", 0, '-', 0, "set watermark image fail"}}});
+                    {"create_osd_image", 0, '-', 0, "set watermark image fail", {{kWarning, "set watermark image fail"}}}}});
     ops.push_back({"kq_privacy_setup_icon", overlaid,
                    [] { return kq_privacy_setup_icon(0, held.icon.c_str()); }, stop, 0,
                    {{"destroy_osd_image", 0, '-', 0, kQuiet},
                     {"create_osd_image", 0, '-', -1, "set privacy icon fail"}}});
     ops.push_back({"kq_enable_privacy_mode on", overlaid, [] { return kq_enable_privacy_mode(0, 1); },
                    stop, 0,
-                   {{"draw_osd_image", 0, '-', kCode, "draw privacy icon fail, ret = %d, %s"},
-                    {"enable_rect_mask", 0, '-', kCode, "enable rect mask fail, ret = %d, %s"}}});
+                   {{"draw_osd_image", 0, '-', kCode, "draw privacy icon fail, ret = %d, %s", {},
+                     std::vector<std::string>{"enable_rect_mask"}},
+                    {"enable_rect_mask", 0, '-', kCode, "enable rect mask fail, ret = %d, %s", {}, none}}});
     ops.push_back({"kq_enable_privacy_mode off", overlaid, [] { return kq_enable_privacy_mode(0, 0); },
                    stop, 0,
-                   {{"erase_osd_image", 0, '-', kCode, "erase privacy icon fail, ret = %d, %s"},
-                    {"disable_mask", 0, '-', kCode, "disable mask fail, ret = %d, %s"}}});
+                   {{"erase_osd_image", 0, '-', kCode, "erase privacy icon fail, ret = %d, %s", {},
+                     std::vector<std::string>{"disable_mask"}},
+                    {"disable_mask", 0, '-', kCode, "disable mask fail, ret = %d, %s", {}, none}}});
     ops.push_back({"timestamp redraw", overlaid,
                    [] {
                        kq_enable_osd(0, 1);
@@ -549,37 +652,53 @@ std::vector<Operation> FailureSweep::operations() {
                        return held.sink && held.sink->IsRunning() ? 1 : 0;
                    },
                    dropped, 1,
-                   {{"rts_av_init", 0, '-', 1, "rts av init fail %d, %s\n"},
-                    {"create_audio_queue", 0, '-', 1, "create audio queue fail, ret = %d, %s\n"},
-                    {"rts_av_create_audio_playback_chn", 0, '-', 1, "create playback chn fail, ret = %d, %s\n"},
-                    {"rts_av_create_audio_playback_chn", 0, '+', 1, "enable playback chn fail, ret = %d, %s\n"},
-                    {"rts_av_enable_chn", 0, '-', 1, "enable playback chn fail, ret = %d, %s\n"},
-                    {"rts_av_start_send", 0, '-', 1, "start send fail, ret = %d, %s\n"}}});
+                   {{"rts_av_init", 0, '-', 1, "rts av init fail %d, %s\n", {}, none},
+                    {"create_audio_queue", 0, '-', 1, "create audio queue fail, ret = %d, %s\n", {}, none},
+                    {"rts_av_create_audio_playback_chn", 0, '-', 1,
+                     "create playback chn fail, ret = %d, %s\n", {}, none},
+                    {"rts_av_create_audio_playback_chn", 0, '+', 1,
+                     "enable playback chn fail, ret = %d, %s\n", {}, std::vector<std::string>{"rts_av_enable_chn", "rts_av_destroy_chn"}},
+                    {"rts_av_enable_chn", 0, '-', 1, "enable playback chn fail, ret = %d, %s\n", {},
+                     std::vector<std::string>{"rts_av_destroy_chn"}},
+                    {"rts_av_start_send", 0, '-', 1, "start send fail, ret = %d, %s\n", {},
+                     std::vector<std::string>{"rts_av_disable_chn", "rts_av_destroy_chn"}}}});
+    // A failed open is its step's error alone.
+    for (Rule& r : ops.back().rules) r.records = {{kError, r.log}};
+    ops.back().records = {{kInfo, "RTS PCM Sink opened."}};
+    ops.back().file = "src/rts390x/kq_api_shell/rts_pcm_sink.cpp";
+    ops.back().again = true;
     ops.push_back({"PcmSink destruction",
                    [] { held.sink = module::PcmSink::Create("speaker", kParam); },
                    [] { return held.sink.reset(), 0; }, nothing, 0, {{"*", 0, '-', 0, "RTS PCM Sink closed"}}});
+    ops.back().records = {{kInfo, "RTS PCM Sink closed"}};
 
     struct SourceKind {
         const char* name;
         std::function<int()> create;
         bool multi, aac;
         const char* closed;
+        const char* file;
     };
     const std::vector<SourceKind> sources = {
-        {"PcmSource", createSource<module::PcmSource>, false, false, "RTS PCM Source closed."},
-        {"AacSource", createSource<module::AacSource>, false, true, "RTS AAC Source closed."},
+        {"PcmSource", createSource<module::PcmSource>, false, false, "RTS PCM Source closed.",
+         "src/rts390x/kq_api_shell/rts_pcm_source.cpp"},
+        {"AacSource", createSource<module::AacSource>, false, true, "RTS AAC Source closed.",
+         "src/rts390x/kq_api_shell/rts_aac_source.cpp"},
         {"MultiAudioSourceAacPcm", createSource<module::MultiAudioSourceAacPcm>, true, false,
-         "RTS Muti Audio Source AAC/PCM closed."},
+         "RTS Muti Audio Source AAC/PCM closed.", "src/rts390x/kq_api_shell/rts_aac_pcm_source.cpp"},
     };
     for (const SourceKind& s : sources) {
         if ((s.multi || s.aac) && !hostctl::aacEncoderAvailable()) continue;
         ops.push_back({std::string(s.name) + "::Create", nothing, s.create, dropped, 1,
                        captureOpenRules(s.multi, s.aac), kCaptureWork});
+        ops.back().file = s.file;
+        ops.back().again = true;
         const auto create = s.create;
         const std::vector<Rule> closeRules = {
             {"rts_av_stop_recv", 0, '-', 0, "stop recv fail, ret = %d, %s\n"}, {"*", 0, '-', 0, s.closed}};
         ops.push_back({std::string(s.name) + " destruction", [create] { ASSERT_EQ(create(), 1); },
-                       [] { return held.source.reset(), 0; }, nothing, 0, closeRules, kCaptureWork});
+                       [] { return held.source.reset(), 0; }, nothing, 0, closeRules, kCaptureWork,
+                       {{kInfo, s.closed}}, s.file});
         if (s.multi)
             ops.push_back({"MultiAudioSharedSource, the last holder, destruction",
                            [create] {
@@ -599,8 +718,9 @@ std::vector<Operation> FailureSweep::operations() {
         ASSERT_EQ(set_aud_in_volume(100), 100);
     };
     const auto gpioRules = [](const char* text) {
-        return std::vector<Rule>{{"*", 0, '-', kCode, text}, {"*", 0, '+', kCode, kQuiet}};
+        return std::vector<Rule>{{"*", 0, '-', kCode, text, {{kError, text}}}, {"*", 0, '+', kCode, kQuiet}};
     };
+    const std::size_t boardFrom = ops.size();
     ops.push_back({"gpio_init", nothing, [] { return gpio_init(5, 1, 0); }, nothing, 0,
                    gpioRules("init gpio fail!")});
     ops.push_back({"gpio_deinit", pin, [] { return gpio_deinit(5); }, nothing, 0,
@@ -609,10 +729,15 @@ std::vector<Operation> FailureSweep::operations() {
                    gpioRules("get gpio value fail!")});
     ops.push_back({"gpio_set_value", pin, [] { return gpio_set_value(5, 1); }, nothing, 0,
                    gpioRules("set gpio value fail!")});
+    for (std::size_t i = boardFrom; i < ops.size(); ++i) ops[i].file = "src/rts390x/kq_api_shell/rts_api_gpio.cpp";
     static unsigned char buffer[4];
-    const std::vector<Rule> direct = {{"*", 0, '*', kCode, "i2c act direct fail!, ret = %d, %s"}};
-    const std::vector<Rule> reg = {{"*", 0, '*', kCode, "i2c act register fail!, ret = %d, %s"}};
-    const std::vector<Rule> bits = {{"*", 0, '*', kCode, "i2c act reg bits fail!, ret = %d, %s"}};
+    // Any non-zero result of the board's I2C call is a failure, and a warning.
+    const auto i2cRules = [](const char* text) {
+        return std::vector<Rule>{{"*", 0, '*', kCode, text, {{kWarning, text}}}};
+    };
+    const std::vector<Rule> direct = i2cRules("i2c act direct fail!, ret = %d, %s");
+    const std::vector<Rule> reg = i2cRules("i2c act register fail!, ret = %d, %s");
+    const std::vector<Rule> bits = i2cRules("i2c act reg bits fail!, ret = %d, %s");
     for (i2c_action_type a : {I2C_ACTION_READ, I2C_ACTION_WRITE}) {
         const std::string what = a == I2C_ACTION_READ ? " read" : " write";
         ops.push_back({"i2c_act_direct" + what, device,
@@ -624,6 +749,7 @@ std::vector<Operation> FailureSweep::operations() {
         ops.push_back({"i2c_act_reg_bits " + std::to_string(a), device,
                        [a] { return i2c_act_reg_bits(a, kDevice, 3, 0, 0x0F, 0x3C); }, nothing, 0, bits});
     // A volume getter whose call succeeds without storing a value returns what it preset.
+    const std::size_t volumeFrom = ops.size();
     ops.push_back({"get_aud_out_volume", unmuted, [] { return get_aud_out_volume(); }, nothing, 100,
                    {{"*", 0, '-', kCode, "get playback volume fail!"}, {"*", 0, '+', -1, kQuiet}}});
     ops.push_back({"get_aud_in_volume", unmuted, [] { return get_aud_in_volume(); }, nothing, 100,
@@ -636,6 +762,14 @@ std::vector<Operation> FailureSweep::operations() {
                    {{"enable_capture_mute", 0, '-', kCode, "enable capture mute fail!"},
                     {"set_capture_volume", 0, '-', kCode, "set capture volume fail!"},
                     {"*", 0, '+', 50, kQuiet}}});
+    // A failed volume call is an error; a failed mute leaves the volume alone.
+    for (std::size_t i = volumeFrom; i < ops.size(); ++i) {
+        ops[i].file = "src/rts390x/kq_api_shell/rts_api_audio_ctrl.cpp";
+        for (Rule& r : ops[i].rules)
+            if (r.log != kQuiet) r.records = {{kError, r.log}};
+        for (Rule& r : ops[i].rules)
+            if (std::strstr(r.function, "_mute")) r.cleanup = std::vector<std::string>{};
+    }
     return ops;
 }
 

@@ -238,31 +238,4 @@ TEST_F(FrameDeliveryTest, SnapshotRequestsOnInvalidChannelsAnswerZero) {
     EXPECT_TRUE(hostctl::calls("set_mjpeg_quality").empty());
 }
 
-TEST_F(FrameDeliveryTest, ConcurrentRequesterAndPollerLoseNoSnapshot) {
-    PipeChannels ids = startScriptedPipe(0, h264());
-    kq_register_snapshot_callback(0, recordSnapshot);
-    constexpr int kRounds = 20;
-    std::atomic<bool> done{false}, abandon{false};
-    std::thread requester([&] {
-        for (int placed = 0; placed < kRounds && !abandon;) {
-            int r = kq_trigger_snapshot(0, 80);
-            ASSERT_TRUE(r == 0 || r == -74) << r;
-            if (r == 0) ++placed;
-        }
-        done = true;
-    });
-    // The poller arms each request and the platform answers it with the next picture.
-    bool allTaken = pollUntil(
-        [&] {
-            hostctl::pushBuffer(ids.jpg, {0xff}, 0, RTS_AV_FLAG_KEYFRAME);
-            return done && gSnapshotCount == kRounds;
-        },
-        20000);
-    EXPECT_TRUE(allTaken);
-    abandon = true;
-    requester.join();
-    settle();
-    EXPECT_EQ(gSnapshotCount, kRounds);
-}
-
 }  // namespace

@@ -168,21 +168,6 @@ TEST_F(ImageSettingsTest, ShowLogsThePlatformsCurrentValues) {
     EXPECT_THAT(callNames(), Not(Contains("set_gray_mode"))) << "showing changes nothing";
 }
 
-TEST_F(ImageSettingsTest, ApplyAndGainFailuresAreLoggedAndReturned) {
-    startLibrary();
-    hostctl::failCall("set_ae_auto", 1, -5);
-    EXPECT_EQ(kq_isp_set(KQ_ISP_AE_APPLY, 1), -5);
-    EXPECT_THAT(logTexts(), ElementsAre("set ae auto fail, ret = -5, Input/output error"));
-
-    forgetHistory();
-    uint32_t gains[5] = {};
-    EXPECT_EQ(rts_get_gain(&gains[0], &gains[1], &gains[2], &gains[3], &gains[4]), 0);
-    EXPECT_GT(gains[0], 0u);
-    hostctl::failCall("get_ae_all_gain", 1, -5);
-    EXPECT_EQ(rts_get_gain(&gains[0], &gains[1], &gains[2], &gains[3], &gains[4]), -5);
-    EXPECT_THAT(logTexts(), ElementsAre("get ae all gain fail, ret = -5, Input/output error\n"));
-}
-
 TEST_F(ImageSettingsTest, FlipPassesThroughAndLogsARefusal) {
     startLibrary();
     kq_set_image_flip(3);

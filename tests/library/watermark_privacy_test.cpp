@@ -152,17 +152,6 @@ TEST_F(OverlayImageTest, WatermarkSwitchWithoutLogoOrOverlay) {
     EXPECT_THAT(packCalls("erase_osd_image"), ElementsAre("1"));
 }
 
-TEST_F(OverlayImageTest, FailedDrawingAndErasingAreLoggedAndReturned) {
-    open(0, h264(1920, 1080));
-    kq_watermark_setup_logo(0, mLogo.c_str());
-    hostctl::failCall("draw_osd_image", 1, kInjected);
-    hostctl::failCall("erase_osd_image", 1, kInjected);
-    EXPECT_EQ(kq_watermark_enable(0, 1), kInjected);
-    EXPECT_EQ(kq_watermark_enable(0, 0), kInjected);
-    EXPECT_THAT(logTexts(), ElementsAre("draw osd image fail, ret = " + kInjectedText,
-                                        "erase osd image fail, ret = " + kInjectedText));
-}
-
 TEST_F(OverlayImageTest, PrivacyDrawsTheIconCentredThenMasksTheWholeFrame) {
     open(0, h264(1280, 720));
     ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
@@ -243,23 +232,6 @@ TEST_F(OverlayImageTest, IconThatCannotBeShownStillLeavesTheFrameMasked) {
     EXPECT_THAT(callNames(), ElementsAre("draw_osd_image", "enable_rect_mask"));
 }
 
-TEST_F(OverlayImageTest, MaskFailuresAreLoggedAndReturnedAfterTheIconStep) {
-    open(0, h264(1280, 720));
-    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
-    forgetHistory();
-    hostctl::failCall("enable_rect_mask", 1, kInjected);
-    EXPECT_EQ(kq_enable_privacy_mode(0, 1), kInjected);
-    EXPECT_THAT(callNames(), ElementsAre("draw_osd_image", "enable_rect_mask"))
-        << "the icon stays drawn without the mask";
-    hostctl::failCall("erase_osd_image", 1, kInjected);
-    hostctl::failCall("disable_mask", 1, kInjected);
-    EXPECT_EQ(kq_enable_privacy_mode(0, 0), kInjected);
-    EXPECT_THAT(logTexts(), ElementsAre("enable rect mask fail, ret = " + kInjectedText,
-                                        "erase privacy icon fail, ret = " + kInjectedText,
-                                        "disable mask fail, ret = " + kInjectedText));
-    EXPECT_EQ(hostctl::calls("disable_mask").size(), 1u) << "a failed erase does not stop the lift";
-}
-
 TEST_F(OverlayImageTest, LoadersCheckTheChannelBeforeTheFileAndKeepTheOldIconOnAMissingFile) {
     // A missing file: the channel test must come first, or the file's failure would show.
     const std::string missing = mFolder + "/missing.bmp";
@@ -331,36 +303,6 @@ TEST_F(OverlayImageTest, StoppingTheLibraryFreesEveryImage) {
     kq_uninit();
     EXPECT_THAT(callNames(), ElementsAre("rts_av_release", "destroy_osd_image", "destroy_osd_image",
                                          "destroy_osd_image", "destroy_osd_image"));
-}
-
-// Switching the logo and privacy mode from one thread while another polls both
-// channels' frames (and so redraws their timestamps): ThreadSanitizer watches it in CI.
-TEST_F(OverlayImageTest, OverlaysSwitchWhileAnotherThreadPolls) {
-    hostctl::setJournalEnabled(false);
-    for (int ch : {0, 1}) {
-        openPipe(ch, ch == 0 ? h264(320, 240, 30) : mjpeg(320, 240, 30));
-        kq_watermark_setup_logo(ch, mLogo.c_str());
-        ASSERT_EQ(kq_privacy_setup_icon(ch, mSmallIcon.c_str()), 0);
-        kq_enable_osd(ch, 1);
-        ASSERT_EQ(kq_start_encoder(ch), KQ_OK);
-    }
-    std::atomic<bool> switching{true};
-    std::atomic<int> failures{0};
-    std::thread switcher([&] {
-        for (int round = 0; round < 60; ++round) {
-            for (int ch : {0, 1}) {
-                failures += kq_watermark_enable(ch, round % 2) != 0;
-                failures += kq_enable_privacy_mode(ch, round % 3 == 0) != 0;
-            }
-            usleep(5000);
-        }
-        switching = false;
-    });
-    int frames = 0;
-    while (switching) frames += kq_poll_frame(20);
-    switcher.join();
-    EXPECT_EQ(failures, 0);
-    EXPECT_GT(frames, 0);
 }
 
 }  // namespace

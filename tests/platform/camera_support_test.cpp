@@ -1,9 +1,8 @@
-// The host platform's camera support library: image settings, encoder controls and the
-// lifetime of overlay and mask packs.
+// The host platform's camera support library: encoder controls and the lifetime of
+// overlay and mask packs.
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <tuple>
 
 #include <gtest/gtest.h>
 
@@ -18,86 +17,6 @@ protected:
     void SetUp() override { hostctl::reset(); }
     void TearDown() override { hostctl::reset(); }
 };
-
-struct Setting {
-    const char* name;
-    int (*set)(int);
-    int (*get)(int*);
-    int min, max, defaultValue;
-};
-
-const Setting kSettings[] = {
-    {"brightness", set_brightness, get_brightness, 0, 255, 128},
-    {"contrast", set_contrast, get_contrast, 0, 255, 128},
-    {"saturation", set_saturation, get_saturation, 0, 255, 128},
-    {"sharpness", set_sharpness, get_sharpness, 0, 255, 128},
-    {"hue", set_hue, get_hue, 0, 255, 128},
-    {"detail_enh", set_detail_enh, get_detail_enh, 0, 255, 128},
-    {"gamma", set_gamma, get_gamma, 0, 255, 100},
-    {"backlight", set_backlight, get_backlight, 0, 2, 0},
-    {"pwr_freq", set_pwr_freq, get_pwr_freq, 0, 2, 1},
-    {"gray_mode", set_gray_mode, get_gray_mode, 0, 1, 0},
-    {"wdr_mode", set_wdr_mode, get_wdr_mode, 0, 2, 0},
-    {"wdr_level", set_wdr_level, get_wdr_level, 0, 100, 50},
-    {"3dnr", set_3dnr, get_3dnr, 0, 100, 50},
-    {"dehaze", set_dehaze, get_dehaze, 0, 1, 0},
-    {"ir_mode", set_ir_mode, get_ir_mode, 0, 2, 0},
-    {"smrt_ir_mode", set_smrt_ir_mode, get_smrt_ir_mode, 0, 1, 0},
-    {"smrt_ir_level", set_smrt_ir_level, get_smrt_ir_level, 0, 100, 50},
-    {"io_door_mode", set_io_door_mode, get_io_door_mode, 0, 2, 0},
-    {"noise_reduct", set_noise_reduct, get_noise_reduct, 0, 100, 50},
-};
-
-int valueOf(const Setting& s) {
-    int value = -1000;
-    EXPECT_EQ(s.get(&value), 0) << s.name;
-    return value;
-}
-
-TEST_F(CameraSupport, EachImageSettingKeepsItsOwnRangeAndDefault) {
-    for (const Setting& s : kSettings) {
-        SCOPED_TRACE(s.name);
-        EXPECT_EQ(valueOf(s), s.defaultValue);
-        EXPECT_EQ(s.set(s.min), 0);
-        EXPECT_EQ(valueOf(s), s.min);
-        EXPECT_EQ(s.set(s.max), 0);
-        EXPECT_EQ(valueOf(s), s.max);
-        EXPECT_EQ(s.set(s.min - 1), -EINVAL);
-        EXPECT_EQ(s.set(s.max + 1), -EINVAL);
-        EXPECT_EQ(valueOf(s), s.max);  // refusals change nothing
-        EXPECT_EQ(s.get(nullptr), -EINVAL);
-        EXPECT_EQ(hostctl::calls(std::string("set_") + s.name).size(), 4u);
-        EXPECT_EQ(hostctl::calls(std::string("get_") + s.name).back().args, "null");
-    }
-    // Every setting moved to its maximum independently of the others.
-    for (const Setting& s : kSettings) EXPECT_EQ(valueOf(s), s.max) << s.name;
-
-    hostctl::reset();
-    for (const Setting& s : kSettings) EXPECT_EQ(valueOf(s), s.defaultValue) << s.name;
-}
-
-TEST_F(CameraSupport, AutoExposureAndFlipAreRangeChecked) {
-    int32_t bias = 1, metering = 1;
-    uint16_t target = 1;
-    uint8_t speed = 1;
-    ASSERT_EQ(get_ae_auto(&bias, &target, &speed, &metering), 0);
-    EXPECT_EQ(std::make_tuple(bias, target, speed, metering), std::make_tuple(0, 128, 64, 0));
-
-    EXPECT_EQ(set_ae_auto(-128, 65535, 255, 5), 0);
-    EXPECT_EQ(set_ae_auto(-129, 0, 0, 0), -EINVAL);
-    EXPECT_EQ(set_ae_auto(128, 0, 0, 0), -EINVAL);
-    EXPECT_EQ(set_ae_auto(0, 0, 0, -1), -EINVAL);
-    EXPECT_EQ(set_ae_auto(0, 0, 0, 6), -EINVAL);
-    ASSERT_EQ(get_ae_auto(&bias, &target, &speed, &metering), 0);
-    EXPECT_EQ(std::make_tuple(bias, target, speed, metering), std::make_tuple(-128, 65535, 255, 5));
-    EXPECT_EQ(get_ae_auto(nullptr, &target, &speed, &metering), -EINVAL);
-    EXPECT_EQ(get_ae_auto(&bias, &target, &speed, nullptr), -EINVAL);
-    EXPECT_EQ(hostctl::calls("set_ae_auto").front().args, "-128, 65535, 255, 5");
-
-    for (int flip = 0; flip <= 3; ++flip) EXPECT_EQ(set_flip(flip), 0);
-    EXPECT_EQ(set_flip(-1), -EINVAL);
-    EXPECT_EQ(set_flip(4), -EINVAL);
-}
 
 class EncoderControls : public CameraSupport {
 protected:

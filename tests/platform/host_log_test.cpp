@@ -159,33 +159,4 @@ TEST_F(HostLogTest, TheEnvironmentChoosesTheLevelsShown) {
         EXPECT_TRUE(LogEntry::IsShow(1u << level, kModuleBit)) << level;
 }
 
-TEST_F(HostLogTest, TheJournalKeepsItsLatestCalls) {
-    const std::size_t calls = hostctl::kJournalMaxCalls + 1000;
-    for (std::size_t i = 0; i < calls; ++i) rts_av_get_chn_status(-static_cast<int>(i) - 1);
-    std::vector<hostctl::JournalEntry> journal = hostctl::journal();
-    ASSERT_EQ(journal.size(), hostctl::kJournalMaxCalls);
-    EXPECT_EQ(journal.front().args, std::to_string(-1001));
-    EXPECT_EQ(journal.back().args, std::to_string(-static_cast<long>(calls)));
-}
-
-TEST_F(HostLogTest, CapturedRecordsKeepTheLatestWithinTheirCountAndBytes) {
-    hostctl::setLogEcho(nullptr);
-    for (std::size_t i = 0; i < hostctl::kLogMaxRecords + 10; ++i)
-        Log2MyDB(2, 26, nullptr, 0, "record %zu", i);
-    std::vector<std::string> texts = hostctl::logTexts();
-    ASSERT_EQ(texts.size(), hostctl::kLogMaxRecords);
-    EXPECT_EQ(texts.front(), "record 10");
-
-    // Long records meet the byte budget long before the count.
-    hostctl::clearLogRecords();
-    const std::string text(4096, 'x');
-    for (int i = 0; i < 1000; ++i) Log2MyDB(2, 26, nullptr, 0, "%d %s", i, text.c_str());
-    texts = hostctl::logTexts();
-    std::size_t bytes = 0;
-    for (const std::string& t : texts) bytes += t.size();
-    EXPECT_LE(bytes, hostctl::kLogMaxBytes);
-    EXPECT_GT(bytes, hostctl::kLogMaxBytes * 3 / 4) << "the budget is used, not cut far short";
-    EXPECT_EQ(texts.back().substr(0, 4), "999 ");
-}
-
 }  // namespace

@@ -22,32 +22,15 @@
 
 #include "camera_support.h"
 #include "host_control.h"
+#include "platform/audio_format.h"
 #include "platform/host_records.h"
 #include "platform/task_count.h"
 #include "rts_av.h"
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-using Bytes = std::vector<uint8_t>;
 
 namespace {
-
-struct Format {
-    uint32_t rate, bits, channels;
-    std::size_t frameBytes() const { return channels * bits / 8; }
-    std::size_t bytesPerMs(unsigned ms) const { return rate * ms / 1000 * frameBytes(); }
-};
-
-constexpr Format kVoice{16000, 16, 1};
-
-rts_audio_attr attrFor(const std::string& name, const Format& f) {
-    rts_audio_attr a{};
-    std::strncpy(a.dev_node, name.c_str(), sizeof a.dev_node - 1);
-    a.format = f.bits;
-    a.channels = f.channels;
-    a.rate = f.rate;
-    return a;
-}
 
 // Distinct, non-silent bytes, so that a lost, repeated or reordered buffer shows.
 Bytes pattern(std::size_t bytes, uint32_t seed = 1) {
@@ -70,10 +53,6 @@ Bytes constantSamples(std::size_t count, int16_t value) {
         out[2 * i + 1] = static_cast<uint8_t>((value >> 8) & 0xff);
     }
     return out;
-}
-
-int16_t sampleAt(const Bytes& bytes, std::size_t index) {
-    return static_cast<int16_t>(bytes[2 * index] | bytes[2 * index + 1] << 8);
 }
 
 class Playback : public ::testing::Test {
@@ -321,32 +300,6 @@ INSTANTIATE_TEST_SUITE_P(Playback, WavFormats,
                                     std::to_string(info.param.channels) + "ch";
                          });
 
-TEST_F(Playback, FfprobeReadsTheWavFile) {
-    if (std::system("ffprobe -version >/dev/null 2>&1") != 0)
-        GTEST_SKIP() << "ffprobe is not installed (Debian package ffmpeg)";
-    const std::string path = mFolder + "/out.wav";
-    const Format f{48000, 24, 2};
-    int chn = open(path, f);
-    ASSERT_GE(chn, 0);
-    Bytes sent = pattern(f.bytesPerMs(20) * 10);
-    sendAll(chn, sent, f.bytesPerMs(20));
-    expectPlayed(chn, sent.size());
-    ASSERT_EQ(rts_av_destroy_chn(chn), 0);
-
-    const std::string out = mFolder + "/probe.txt";
-    std::string command =
-        "ffprobe -v error -show_entries stream=codec_name,sample_rate,channels "
-        "-of default=noprint_wrappers=1 '" +
-        path + "' > '" + out + "'";
-    ASSERT_EQ(std::system(command.c_str()), 0);
-    std::ifstream probe(out);
-    std::string text((std::istreambuf_iterator<char>(probe)), std::istreambuf_iterator<char>());
-    std::remove(out.c_str());
-    EXPECT_NE(text.find("codec_name=pcm_s24le"), std::string::npos) << text;
-    EXPECT_NE(text.find("sample_rate=48000"), std::string::npos) << text;
-    EXPECT_NE(text.find("channels=2"), std::string::npos) << text;
-}
-
 TEST_F(Playback, MemorySpeakerPlaysInRealTimeAndCountsWhatItTook) {
     int chn = open("speaker");
     ASSERT_GE(chn, 0);
@@ -425,9 +378,9 @@ TEST_F(Playback, VolumeAndMuteScaleWhatIsPlayed) {
         Bytes kept = hostctl::playbackSamples(chn);
         EXPECT_EQ(rts_av_destroy_chn(chn), 0);
         if (kept.size() < loud.size()) return -1;
-        int level = sampleAt(kept, 0);
+        int level = sampleAt(kept, 16, 0);
         for (std::size_t i = 1; i < loud.size() / 2; ++i)
-            if (sampleAt(kept, i) != level) return -1;
+            if (sampleAt(kept, 16, i) != level) return -1;
         return level;
     };
     // 100 leaves the samples as they are; 50 is 25 dB down; mute and 0 are silence.

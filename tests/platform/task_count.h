@@ -1,4 +1,4 @@
-// The process's thread count, for tests that check platform threads end.
+// The process's thread and open file counts, for tests that check nothing is left.
 #pragma once
 
 #include <dirent.h>
@@ -7,14 +7,18 @@
 #include <cstddef>
 #include <thread>
 
-inline std::size_t taskCount() {
+// The entries of a /proc folder of this process.
+inline std::size_t procEntries(const char* folder) {
     std::size_t count = 0;
-    if (DIR* dir = opendir("/proc/self/task")) {
+    if (DIR* dir = opendir(folder)) {
         while (dirent* entry = readdir(dir)) count += entry->d_name[0] != '.';
         closedir(dir);
     }
     return count;
 }
+
+inline std::size_t taskCount() { return procEntries("/proc/self/task"); }
+inline std::size_t fdCount() { return procEntries("/proc/self/fd"); }
 
 // The process's thread count once it settles: a joined thread may linger a moment in
 // /proc, notably under emulation.

@@ -141,34 +141,6 @@ TEST(DataQueueTest, EntriesAreRecycledOnlyOnceNobodyHoldsThemOrTheirBytes) {
     EXPECT_TRUE(reused);
 }
 
-TEST(DataQueueTest, ConcurrentWritersAndReadersLoseNothing) {
-    constexpr uint32_t kWriters = 4, kPerWriter = 500, kTotal = kWriters * kPerWriter;
-    DataQueue queue("many", kTotal, 0);
-    std::vector<std::atomic<int>> seen(kTotal);
-    std::atomic<uint32_t> taken{0};
-    std::vector<std::thread> threads;
-    for (uint32_t w = 0; w < kWriters; ++w)
-        threads.emplace_back([&, w] {
-            auto buf = frame("....");
-            for (uint32_t id = w * kPerWriter; id < (w + 1) * kPerWriter; ++id) {
-                std::memcpy(buf->Data(), &id, 4);
-                EXPECT_EQ(queue.Write(buf, 4), 4);
-            }
-        });
-    for (int r = 0; r < 3; ++r)
-        threads.emplace_back([&] {
-            for (const auto deadline = Clock::now() + 30s; taken < kTotal && Clock::now() < deadline;) {
-                std::shared_ptr<Buf> out;
-                uint32_t id = kTotal;
-                if (queue.Read(&out, 10, 0) == 4) std::memcpy(&id, out->Data(), 4);
-                if (id < kTotal) ++seen[id], ++taken;
-            }
-        });
-    for (auto& thread : threads) thread.join();
-    EXPECT_EQ(queue.Dropped(), 0u);
-    for (uint32_t id = 0; id < kTotal; ++id) ASSERT_EQ(seen[id], 1) << "entry " << id;
-}
-
 TEST(FiberTest, RunsCallbacksAndLoopOnANamedWorkerUntilDestroyed) {
     std::promise<void> checked;
     std::vector<std::string> events;  // written by the worker, read after the join

@@ -252,36 +252,6 @@ TEST(VideoH264, HoldsTheBitrateAndRefusesBadInput) {
     EXPECT_TRUE(h264() != h264(320, 180, 26));
 }
 
-TEST(VideoH264, FfprobeDecodesTheStream) {
-    if (std::system("ffprobe -version >/dev/null 2>&1") != 0) GTEST_SKIP() << "no ffprobe here";
-    const std::string path =
-        ::testing::TempDir() + "video_test_" + std::to_string(getpid()) + ".h264";
-    {
-        auto encoder = H264Encoder::create(h264(320, 180, 4, 2));
-        ASSERT_NE(encoder, nullptr);
-        std::ofstream file(path, std::ios::binary);
-        Bytes au;
-        for (uint64_t n = 0; n < 10; ++n) {
-            ASSERT_EQ(encoder->encode(patternFrame(320, 180, {}, n), au, nullptr), 0);
-            file.write(reinterpret_cast<const char*>(au.data()),
-                       static_cast<std::streamsize>(au.size()));
-        }
-    }
-    const std::string command =
-        "ffprobe -v error -count_frames -show_entries "
-        "stream=width,height,profile,color_range,nb_read_frames "
-        "-of default=nw=1 " +
-        path;
-    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
-    ASSERT_NE(pipe, nullptr);
-    std::set<std::string> report;
-    char line[256];
-    while (std::fgets(line, sizeof line, pipe.get()) != nullptr) report.insert(line);
-    std::remove(path.c_str());
-    EXPECT_EQ(report, (std::set<std::string>{"width=320\n", "height=180\n", "profile=High\n",
-                                             "color_range=pc\n", "nb_read_frames=10\n"}));
-}
-
 TEST(VideoJpeg, DecodesBackToThePicture) {
     JpegEncoder encoder;
     Bytes jpeg;

@@ -352,30 +352,6 @@ TEST_F(Overlay, StaleAndStrayImageHandlesAreRefused) {
     EXPECT_EQ(live, nullptr);
 }
 
-TEST_F(Overlay, DrawingAndChangingFromOtherThreadsIsSafe) {
-    const Bytes pixels = plain(8, 8, grey(180));
-    std::atomic<bool> done{false};
-    std::thread changer([&] {
-        for (int i = 0; i < 60; ++i) {
-            osd_image* image = create(pixels, 8, 8);
-            EXPECT_EQ(draw(image, 8, 8, i % 40, 4, 1), 0);
-            EXPECT_EQ(enable_rect_mask(&mMask, 1, kWidth, kHeight / 2, 0, i % 8), 0);
-            EXPECT_EQ(set_osd_text(&mGraph.pack, "07", 2, 4, 4, 0), 0);
-            destroy_osd_image(&image);
-            EXPECT_EQ(disable_mask(&mMask, 1), 0);
-            EXPECT_EQ(erase_osd_image(&mGraph.pack, 1), 0);
-        }
-        done = true;
-    });
-    int frames = 0;
-    while (!done || frames == 0) {
-        mGraph.composite();
-        ++frames;
-    }
-    changer.join();
-    EXPECT_GT(frames, 0);
-}
-
 // ---- Which overlay channel a mask pack masks -------------------------------------------
 
 class MaskAttachment : public ::testing::Test {

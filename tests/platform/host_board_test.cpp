@@ -22,23 +22,6 @@ protected:
     void TearDown() override { hostctl::reset(); }
 };
 
-TEST_F(HostBoard, GpioPinsExistInFourBanksOfThirtyTwo) {
-    EXPECT_EQ(init_gpio(31, 3, 1, 1), 0);
-    EXPECT_EQ(get_gpio_value(31, 3), 1);
-    EXPECT_EQ(get_gpio_value(31, 2), -EINVAL) << "the same pin of another bank is its own";
-    takeHostRecords();
-    const std::pair<int, int> missing[] = {{32, 0}, {0, 4}, {-1, 0}, {0, -1}};
-    for (auto [gpio, bank] : missing) {
-        const std::string pin = ": pin " + std::to_string(gpio) + " of bank " +
-                                std::to_string(bank) +
-                                " refused: the board has pins 0 to 31 in banks 0 to 3";
-        expectRefusal(init_gpio(gpio, bank, 1, 0), -ENODEV, "init_gpio" + pin);
-        expectRefusal(get_gpio_value(gpio, bank), -ENODEV, "get_gpio_value" + pin);
-        expectRefusal(hostctl::driveGpioInput(gpio, bank, 1), -ENODEV,
-                      "hostctl::driveGpioInput" + pin);
-    }
-}
-
 TEST_F(HostBoard, GpioPinsRefuseMisuseAndKeepTheirState) {
     takeHostRecords();
     expectRefusal(init_gpio(1, 0, 2, 0), -EINVAL,

@@ -20,20 +20,15 @@
 
 #include "camera_support.h"
 #include "host_control.h"
+#include "platform/audio_format.h"
 #include "platform/task_count.h"
 #include "rts_av.h"
 #include "tone.h"
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-using Bytes = std::vector<uint8_t>;
 
 namespace {
-
-struct Format {
-    uint32_t rate, bits, channels;
-    std::size_t frameBytes() const { return bits / 8 * channels; }
-};
 
 struct Received {
     Bytes bytes;
@@ -44,15 +39,6 @@ uint64_t monotonicUs() {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return uint64_t(now.tv_sec) * 1000000 + uint64_t(now.tv_nsec) / 1000;
-}
-
-// Sample `index` of a stream of `bits`-bit samples, as a signed value.
-int32_t sampleAt(const Bytes& bytes, uint32_t bits, std::size_t index) {
-    const uint8_t* p = bytes.data() + index * (bits / 8);
-    if (bits == 8) return int32_t{p[0]} - 128;
-    uint32_t raw = 0;
-    for (uint32_t i = 0; i < bits / 8; ++i) raw |= uint32_t{p[i]} << (8 * i);
-    return static_cast<int32_t>(raw << (32 - bits)) >> (32 - bits);
 }
 
 // One channel of the stream's samples.
@@ -159,7 +145,6 @@ protected:
     std::string mFolder;
 };
 
-constexpr Format kVoice{16000, 16, 1};
 constexpr std::size_t kVoicePeriodBytes = 16000 / 1000 * hostctl::kCapturePeriodMs * 2;
 
 // ---- The tone and the capture period ---------------------------------------------------------
