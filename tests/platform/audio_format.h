@@ -1,11 +1,17 @@
-// Audio formats and raw sample bytes as the capture and playback tests build and read them.
+// Audio formats and raw sample bytes as the capture and playback tests build and read them,
+// and their fixture.
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "host_control.h"
 #include "rts_av.h"
 
 using Bytes = std::vector<uint8_t>;
@@ -35,3 +41,22 @@ inline int32_t sampleAt(const Bytes& bytes, uint32_t bits, std::size_t index) {
     for (uint32_t i = 0; i < bits / 8; ++i) raw |= uint32_t{p[i]} << (8 * i);
     return static_cast<int32_t>(raw << (32 - bits)) >> (32 - bits);
 }
+
+// A fresh platform, initialised, and a folder of the test's own for the files it writes.
+class AudioChannelTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        hostctl::reset();
+        hostctl::setLogEcho(nullptr);
+        ASSERT_EQ(rts_av_init(), 0);
+        char folder[] = "/tmp/kq-audio-XXXXXX";
+        ASSERT_NE(mkdtemp(folder), nullptr);
+        mFolder = folder;
+    }
+    void TearDown() override {
+        hostctl::reset();
+        std::filesystem::remove_all(mFolder);
+    }
+
+    std::string mFolder;
+};

@@ -10,7 +10,6 @@
 #include <gtest/gtest.h>
 
 #include "host_control.h"
-#include "platform/host_records.h"
 #include "rts_av.h"
 
 namespace {
@@ -116,54 +115,6 @@ TEST_F(MediaChannels, EverythingIsRefusedWhileNotInitialised) {
     EXPECT_EQ(rts_av_get_chn_status(chn), 0);  // a status: never reads as active
 }
 
-TEST_F(MediaChannels, CreationRefusesBadAttributesNamingTheFirstFieldRefused) {
-    const rts_isp_attr edgeIsp{8, 1};
-    EXPECT_GE(rts_av_create_isp_chn(&edgeIsp), 0);
-    const rts_h264_attr edgeH264[] = {{4, 51, 100'000'000, 1, 0, 0}, {4, 0, 1, 1, 0, 0}};
-    for (const rts_h264_attr& a : edgeH264) EXPECT_GE(rts_av_create_h264_chn(&a), 0) << a.qp;
-    EXPECT_TRUE(takeHostRecords().empty());
-
-    const struct {
-        rts_isp_attr attr;
-        const char* record;
-    } badIsp[] = {{{0, 0}, "buffer count 0 refused: 1 to 8"},
-                  {{9, 0}, "buffer count 9 refused: 1 to 8"},
-                  {{3, 2}, "mode 2 refused: 0 (video) or 1 (still pictures)"}};
-    for (const auto& r : badIsp)
-        expectRefusal(rts_av_create_isp_chn(&r.attr), -EINVAL,
-                      std::string("rts_av_create_isp_chn: ") + r.record);
-
-    // {queueDepth, qp, bitrate, gop, rotation, reserved}
-    const struct {
-        rts_h264_attr attr;
-        const char* record;
-    } badH264[] = {
-        {{4, -1, 0, 50, 0, 0}, "bitrate 0 refused: 1 to 100000000 bit/s"},
-        {{4, -1, 100'000'001, 50, 0, 0}, "bitrate 100000001 refused: 1 to 100000000 bit/s"},
-        {{4, -1, 1000, 0, 0, 0}, "gop 0 refused: 1 or more frames"},
-        {{4, -2, 1000, 50, 0, 0}, "qp -2 refused: 0 to 51, or -1 for rate control by bitrate"},
-        {{4, 52, 1000, 50, 0, 0}, "qp 52 refused: 0 to 51, or -1 for rate control by bitrate"},
-        {{4, 52, 0, 0, 0, 0}, "bitrate 0 refused: 1 to 100000000 bit/s"}};  // the first only
-    for (const auto& r : badH264)
-        expectRefusal(rts_av_create_h264_chn(&r.attr), -EINVAL,
-                      std::string("rts_av_create_h264_chn: ") + r.record);
-
-    rts_audio_attr badAudio = audioAttr();
-    badAudio.rate = 48001;
-    expectRefusal(rts_av_create_audio_capture_chn(&badAudio), -EINVAL,
-                  "rts_av_create_audio_capture_chn: rate 48001 refused: 8000 to 48000 Hz");
-    expectRefusal(rts_av_create_mjpeg_chn(nullptr), -EINVAL,
-                  "rts_av_create_mjpeg_chn: null attributes refused");
-    expectRefusal(rts_av_create_audio_resample_chn(8000, 12, 1), -EINVAL,
-                  "rts_av_create_audio_resample_chn: sample width 12 refused: 8, 16, 24 or 32 "
-                  "bits");
-    expectRefusal(rts_av_create_audio_encode_chn(99, 0), -EINVAL,
-                  "rts_av_create_audio_encode_chn: type 99 refused: PCM (4)");
-    expectRefusal(rts_av_create_audio_encode_chn(RTS_AUDIO_ENCODE_PCM, 100'000'000), -EINVAL,
-                  "rts_av_create_audio_encode_chn: bitrate 100000000 refused: 0 (from the "
-                  "input) to 3072000 bit/s");
-}
-
 TEST_F(MediaChannels, UnknownAndDestroyedIdsAreRefused) {
     int gone = isp();
     ASSERT_EQ(rts_av_destroy_chn(gone), 0);
@@ -186,44 +137,16 @@ TEST_F(MediaChannels, UnknownAndDestroyedIdsAreRefused) {
     EXPECT_EQ(hostctl::liveChannelCount(), 1);
 }
 
-TEST_F(MediaChannels, ProfilesAreCheckedPerKindAndFixedWhileEnabled) {
+// The refusals of bad profiles, with their records, are in host_refusals_test.cpp.
+TEST_F(MediaChannels, ProfilesAreFixedWhileEnabled) {
     int chn = isp();
-    rts_av_profile pcm{};
-    pcm.format = RTS_AUDIO_FMT_PCM;
-    pcm.audio = {48000, 32, 2, 0};
     EXPECT_EQ(rts_av_set_profile(chn, nullptr), -EINVAL);
-    const std::string call = "rts_av_set_profile: chn " + std::to_string(chn) + ": ";
-    const struct {
-        rts_av_profile profile;
-        const char* record;
-    } bad[] = {{videoProfile(1921, 1080), "width 1921 refused: even widths of 16 to 4096"},
-               {videoProfile(14, 1080), "width 14 refused: even widths of 16 to 4096"},
-               {videoProfile(1920, 4098), "height 4098 refused: even heights of 16 to 4096"},
-               {videoProfile(1920, 1080, 121), "frame rate 121/1 refused: 1 to 120 frames per "
-                                               "second"},
-               {videoProfile(1920, 1080, 0), "frame rate 0/1 refused: 1 to 120 frames per second"},
-               {pcm, "format 32769 refused: NV12 (1)"}};
-    for (const auto& r : bad) expectRefusal(rts_av_set_profile(chn, &r.profile), -EINVAL, call + r.record);
-
     rts_av_profile profile = videoProfile(640, 480, 120);
     ASSERT_EQ(rts_av_set_profile(chn, &profile), 0);
     ASSERT_EQ(rts_av_enable_chn(chn), 0);
     EXPECT_EQ(rts_av_set_profile(chn, &profile), -EBUSY);
     ASSERT_EQ(rts_av_disable_chn(chn), 0);
     EXPECT_EQ(rts_av_set_profile(chn, &profile), 0);
-
-    int enc = encode();
-    const std::string encCall = "rts_av_set_profile: chn " + std::to_string(enc) + ": ";
-    EXPECT_EQ(rts_av_set_profile(enc, &pcm), 0);
-    expectRefusal(rts_av_set_profile(enc, &profile), -EINVAL,
-                  encCall + "format 1 refused: PCM (32769)");
-    pcm.audio.bitsPerSample = 12;
-    expectRefusal(rts_av_set_profile(enc, &pcm), -EINVAL,
-                  encCall + "sample width 12 refused: 8, 16, 24 or 32 bits");
-    for (int other : {osd(), h264(), mjpeg(), capture(), resample()})
-        expectRefusal(rts_av_set_profile(other, &profile), -EINVAL,
-                      "rts_av_set_profile: chn " + std::to_string(other) +
-                          ": profile refused: only image and audio encode channels take one");
 }
 
 TEST_F(MediaChannels, EnablingNeedsProfileAndSource) {
