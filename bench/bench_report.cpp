@@ -25,8 +25,7 @@ Report::Report(const std::string& benchmark) {
     std::fflush(stdout);
 }
 
-void Report::figure(const std::string& name, double value, const std::string& unit,
-                    int decimals) {
+void Report::figure(const std::string& name, double value, const std::string& unit, int decimals) {
     print(name, value, unit, decimals, "");
 }
 
@@ -34,8 +33,7 @@ void Report::figure(const std::string& name, double value, const std::string& un
                     const Target& target, int decimals) {
     bool met = target.met(value);
     std::string judgement = std::string("target ") + (target.strict ? "under " : "at most ") +
-                            formatLimit(target.limit) + "  " +
-                            (met ? "PASS" : "ABOVE TARGET");
+                            formatLimit(target.limit) + "  " + (met ? "PASS" : "ABOVE TARGET");
     print(name, value, unit, decimals, judgement);
 }
 
@@ -44,8 +42,8 @@ void Report::note(const std::string& text) {
     std::fflush(stdout);
 }
 
-void Report::print(const std::string& name, double value, const std::string& unit,
-                   int decimals, const std::string& judgement) {
+void Report::print(const std::string& name, double value, const std::string& unit, int decimals,
+                   const std::string& judgement) {
     std::printf("  %-44s %12s %-22s %s\n", name.c_str(), formatNumber(value, decimals).c_str(),
                 unit.c_str(), judgement.c_str());
     std::fflush(stdout);

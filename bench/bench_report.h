@@ -22,8 +22,7 @@ public:
     explicit Report(const std::string& benchmark);
 
     // A figure given for context.
-    void figure(const std::string& name, double value, const std::string& unit,
-                int decimals = 0);
+    void figure(const std::string& name, double value, const std::string& unit, int decimals = 0);
     // A figure measured against `target`.
     void figure(const std::string& name, double value, const std::string& unit,
                 const Target& target, int decimals = 0);

@@ -32,7 +32,8 @@ void attributeInlinedLines(std::vector<FunctionCost>& functions) {
 
 CallgrindProfile parseCallgrindAnnotate(const std::string& report) {
     // "  1,234 ( 5.67%)  file:function [object]", the object missing on inlined lines.
-    static const std::regex kFunctionLine(R"(^\s*([0-9,]+) \(\s*[0-9.]+%\)  ([^:]*):(.*?)(?: \[([^\[\]]*)\])?$)");
+    static const std::regex kFunctionLine(
+        R"(^\s*([0-9,]+) \(\s*[0-9.]+%\)  ([^:]*):(.*?)(?: \[([^\[\]]*)\])?$)");
     static const std::regex kTotalLine(R"(^\s*([0-9,]+) \(\s*[0-9.]+%\)  PROGRAM TOTALS$)");
     CallgrindProfile profile;
     std::istringstream lines(report);

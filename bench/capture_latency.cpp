@@ -8,9 +8,9 @@
 #include <time.h>
 
 #include <algorithm>
-#include <cmath>
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <thread>
@@ -185,8 +185,8 @@ std::vector<double> lessCommonFraction(std::vector<double> latencies, double per
 void report(bench::Report& out, const char* what, const Run& run, int seconds, double period) {
     const std::vector<double> latencies = lessCommonFraction(run.latenciesMs, period);
     out.figure(std::string(what) + ": latency, median", percentile(latencies, 0.5), "ms", 2);
-    out.figure(std::string(what) + ": latency, 99th percentile", percentile(latencies, 0.99),
-               "ms", bench::Target::atMost(period + 2), 2);
+    out.figure(std::string(what) + ": latency, 99th percentile", percentile(latencies, 0.99), "ms",
+               bench::Target::atMost(period + 2), 2);
     out.figure(std::string(what) + ": CPU time per minute of capture",
                run.cpuSeconds * 60 / seconds, "s", 3);
 }
@@ -231,8 +231,9 @@ int main(int argc, char** argv) {
                bench::Target::atMost(rounded(record * (1 + double(both.aacFrames) / frames))), 3);
     out.figure("combined source: AAC frames per PCM frame", double(both.aacFrames) / frames,
                "frames", 3);
-    out.note("latency: from the platform timestamp (the first sample's time) to the Read "
-             "returning the frame, the reader waiting in the queue; a frame is published once "
-             "its period has passed");
+    out.note(
+        "latency: from the platform timestamp (the first sample's time) to the Read "
+        "returning the frame, the reader waiting in the queue; a frame is published once "
+        "its period has passed");
     return 0;
 }

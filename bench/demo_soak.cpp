@@ -80,11 +80,11 @@ int main(int argc, char** argv) {
     std::filesystem::remove_all(out);
     std::filesystem::create_directories(out);
     const std::string log = (out / "kq-demo.log").string();
-    const pid_t pid = bench::startChild(
-        {KQ_DEMO_PATH, "--seconds", std::to_string(seconds), "--out", (out / "files").string(),
-         "--ch0", "640x360@25", "--bitrate", "524288", "--ch1", "320x240@10", "--speaker",
-         "soak-speaker"},
-        log);
+    const pid_t pid =
+        bench::startChild({KQ_DEMO_PATH, "--seconds", std::to_string(seconds), "--out",
+                           (out / "files").string(), "--ch0", "640x360@25", "--bitrate", "524288",
+                           "--ch1", "320x240@10", "--speaker", "soak-speaker"},
+                          log);
     if (pid < 0) {
         std::fprintf(stderr, "could not start %s\n", KQ_DEMO_PATH);
         return 1;

@@ -27,8 +27,8 @@
 
 #include "bench_report.h"
 #include "child_process.h"
-#include "process_sampler.h"
 #include "kq_api.h"
+#include "process_sampler.h"
 
 namespace {
 
@@ -146,8 +146,8 @@ void reportGrowth(const Samples& samples, int cycles, int snapshots, bench::Repo
     report.figure("time per cycle", samples.seconds * 1000 / cycles, "ms", 1);
     report.figure("snapshots delivered (of " + std::to_string(2 * cycles) + ")", snapshots,
                   "pictures");
-    report.figure("resident size after kq_init_kq", samples.taken.front().residentKb / 1024.0,
-                  "MB", 2);
+    report.figure("resident size after kq_init_kq", samples.taken.front().residentKb / 1024.0, "MB",
+                  2);
     // Warm-up, a quarter of the run: the journal and the captured log records fill up to
     // their bounds (about 2,500 cycles).
     bench::reportGrowth(report, samples.taken, cycles / 4, "cycles", kRatePer, kFlatTargetMb);

@@ -30,7 +30,8 @@ struct Stream {
 };
 
 // The demo's streams.
-constexpr Stream kH264Stream = {0, {KQ_ENC_H264, 1920, 1080, 25, 2097152, 50}, "H.264 1920x1080@25"};
+constexpr Stream kH264Stream = {
+    0, {KQ_ENC_H264, 1920, 1080, 25, 2097152, 50}, "H.264 1920x1080@25"};
 constexpr Stream kMjpegStream = {1, {KQ_ENC_MJPEG, 640, 360, 25, 0, 0}, "MJPEG 640x360@25"};
 
 double cpuSeconds(int who) {
@@ -106,12 +107,47 @@ HostRun runHost(int seconds) {
 // host's; the sources end after `seconds` so that both outputs finish.
 std::vector<std::string> ffmpegCommand(int seconds) {
     const std::string duration = ":rate=25:duration=" + std::to_string(seconds);
-    return {"ffmpeg", "-hide_banner", "-loglevel", "error", "-nostdin",
-            "-f", "lavfi", "-i", "testsrc2=size=1920x1080" + duration,
-            "-f", "lavfi", "-i", "testsrc2=size=640x360" + duration,
-            "-map", "0", "-c:v", "libx264", "-preset", "superfast", "-tune", "zerolatency",
-            "-threads", "1", "-b:v", "2097152", "-g", "50", "-f", "null", "-",
-            "-map", "1", "-c:v", "mjpeg", "-q:v", "5", "-threads", "1", "-f", "null", "-"};
+    return {"ffmpeg",
+            "-hide_banner",
+            "-loglevel",
+            "error",
+            "-nostdin",
+            "-f",
+            "lavfi",
+            "-i",
+            "testsrc2=size=1920x1080" + duration,
+            "-f",
+            "lavfi",
+            "-i",
+            "testsrc2=size=640x360" + duration,
+            "-map",
+            "0",
+            "-c:v",
+            "libx264",
+            "-preset",
+            "superfast",
+            "-tune",
+            "zerolatency",
+            "-threads",
+            "1",
+            "-b:v",
+            "2097152",
+            "-g",
+            "50",
+            "-f",
+            "null",
+            "-",
+            "-map",
+            "1",
+            "-c:v",
+            "mjpeg",
+            "-q:v",
+            "5",
+            "-threads",
+            "1",
+            "-f",
+            "null",
+            "-"};
 }
 
 std::string commandLine(const std::vector<std::string>& argv) {

@@ -145,8 +145,8 @@ int main(int argc, char** argv) {
     // the ideal is counted from the first paced arrival.
     const double period = std::chrono::duration<double, std::micro>(kPeriod).count();
     const uint64_t firstPaced = arrivals[kBurst].timeUs;
-    const double drift = static_cast<double>(arrivals.back().timeUs - firstPaced) -
-                         period * (buffers - 1 - kBurst);
+    const double drift =
+        static_cast<double>(arrivals.back().timeUs - firstPaced) - period * (buffers - 1 - kBurst);
     double deviationSum = 0, deviationWorst = 0;
     for (std::size_t i = kBurst + 1; i < arrivals.size(); ++i) {
         double deviation =
@@ -166,8 +166,8 @@ int main(int argc, char** argv) {
     report.figure("heap allocations per Write", static_cast<double>(counts.writes) / counts.buffers,
                   "allocations/Write", bench::Target::atMost(0), 4);
     report.figure("CPU time per minute of playback", cpu * 60 / seconds, "s", 3);
-    report.note("allocations counted over " + std::to_string(counts.buffers) +
-                " buffers, after " + std::to_string(kSettle.count()) +
+    report.note("allocations counted over " + std::to_string(counts.buffers) + " buffers, after " +
+                std::to_string(kSettle.count()) +
                 " s and until as long before the end; CPU time of the whole process");
     measureUnplayableSinks(report);
     return 0;

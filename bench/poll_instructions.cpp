@@ -166,8 +166,7 @@ bool runTool(const std::vector<std::string>& command, const std::string& outputF
              bench::Report& report) {
     report.note(commandLine(command));
     if (bench::runChild(command, outputFile) == 0) return true;
-    std::fprintf(stderr, "%s failed:\n%s", command[0].c_str(),
-                 bench::readFile(outputFile).c_str());
+    std::fprintf(stderr, "%s failed:\n%s", command[0].c_str(), bench::readFile(outputFile).c_str());
     return false;
 }
 
@@ -195,7 +194,8 @@ int measure() {
     bench::Report report("bench_poll_instructions: instructions per frame in kq_poll_frame()");
     for (const char* tool : {"valgrind", "callgrind_annotate"}) {
         if (!bench::onPath(tool)) {
-            report.note(std::string(tool) + " not found (./dev bench installs it): nothing measured");
+            report.note(std::string(tool) +
+                        " not found (./dev bench installs it): nothing measured");
             return 1;
         }
     }
@@ -205,8 +205,8 @@ int measure() {
         return 1;
     }
     auto baseline = profileRun(kBaselineFrames, scratch, report);
-    auto longer = baseline ? profileRun(kBaselineFrames + kMeasuredFrames, scratch, report)
-                           : std::nullopt;
+    auto longer =
+        baseline ? profileRun(kBaselineFrames + kMeasuredFrames, scratch, report) : std::nullopt;
     if (!longer) return 1;
     reportCosts(Breakdown(*baseline).perFrameBeyond(Breakdown(*longer), kMeasuredFrames), report);
     return 0;
@@ -215,6 +215,7 @@ int measure() {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc > 2 && std::strcmp(argv[1], kWorkloadFlag) == 0) return runWorkload(std::atoi(argv[2]));
+    if (argc > 2 && std::strcmp(argv[1], kWorkloadFlag) == 0)
+        return runWorkload(std::atoi(argv[2]));
     return measure();
 }

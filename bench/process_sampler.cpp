@@ -13,7 +13,8 @@ namespace {
 long statusField(const std::string& status, const char* name) {
     const std::string key = std::string("\n") + name + ":";
     std::size_t at = status.find(key);
-    return at == std::string::npos ? -1 : std::strtol(status.c_str() + at + key.size(), nullptr, 10);
+    return at == std::string::npos ? -1
+                                   : std::strtol(status.c_str() + at + key.size(), nullptr, 10);
 }
 
 long countEntries(const std::string& folder) {
@@ -84,7 +85,8 @@ void printTable(const std::vector<ProcessSample>& samples, const std::string& un
     if (samples.empty()) return;
     printTableHeading(unit);
     const std::size_t last = samples.size() - 1;
-    const std::size_t step = std::max<std::size_t>(1, (last + rows - 1) / std::max<std::size_t>(1, rows));
+    const std::size_t step =
+        std::max<std::size_t>(1, (last + rows - 1) / std::max<std::size_t>(1, rows));
     for (std::size_t i = 0; i < last; i += step) printTableRow(samples[i]);
     printTableRow(samples[last]);
 }
@@ -102,9 +104,9 @@ void reportGrowth(Report& report, const std::vector<ProcessSample>& samples, dou
     const std::size_t quarter = std::max<std::size_t>(1, (last - from) / 4);
     const double ran = samples[last].at - samples[from].at;
     const std::string quarterSpan = span(samples[last].at - samples[last - quarter].at, unit);
-    report.note("warm-up: the first " + span(samples[from].at, unit) + "; a quarter after it: " +
-                quarterSpan + "; each end is the median of the samples within two of it; " +
-                "goal: flat");
+    report.note("warm-up: the first " + span(samples[from].at, unit) +
+                "; a quarter after it: " + quarterSpan +
+                "; each end is the median of the samples within two of it; " + "goal: flat");
     for (const Figure& f : kFigures) {
         auto at = [&](std::size_t i) { return medianAround(samples, i, f.field) * f.scale; };
         const std::string name = f.name;
@@ -114,11 +116,11 @@ void reportGrowth(Report& report, const std::vector<ProcessSample>& samples, dou
         report.figure(name + " growth after warm-up", growth, f.unit, f.decimals);
         report.figure(name + " growth per " + span(ratePer, unit), growth * ratePer / ran, f.unit,
                       2);
-        report.figure(name + " growth, first quarter",
-                      at(from + quarter) - at(from), f.unit, f.decimals);
+        report.figure(name + " growth, first quarter", at(from + quarter) - at(from), f.unit,
+                      f.decimals);
         const double target = f.field == &ProcessSample::residentKb ? flatTargetMb : 0;
-        report.figure(name + " growth, last quarter", at(last) - at(last - quarter),
-                      f.unit, Target::atMost(target), f.decimals);
+        report.figure(name + " growth, last quarter", at(last) - at(last - quarter), f.unit,
+                      Target::atMost(target), f.decimals);
     }
 }
 

@@ -35,10 +35,7 @@ enum {
 
 // ---- Encoder channels ------------------------------------------------------------------
 
-enum {
-    KQ_ENC_H264 = 0,
-    KQ_ENC_MJPEG = 2
-};
+enum { KQ_ENC_H264 = 0, KQ_ENC_MJPEG = 2 };
 
 // Read during kq_open_encoder() only; the library keeps no pointer to it.
 typedef struct kq_encoder_param {

@@ -35,12 +35,12 @@ KQ_EXPORT int gpio_set_value(int gpio, int value);
 // non-zero code (a positive one included).
 // Direct transfers read or write `length` bytes at the device's register pointer (on
 // the host a write's first byte is the register address and moves the pointer).
-KQ_EXPORT int i2c_act_direct(i2c_action_type action, int device, int length,
-                             unsigned char* buffer, int size);
+KQ_EXPORT int i2c_act_direct(i2c_action_type action, int device, int length, unsigned char* buffer,
+                             int size);
 // Register transfers address register `reg1` (`reg2` is passed on as the platform's
 // second register byte).
-KQ_EXPORT int i2c_act_register(i2c_action_type action, int device, int reg1, int reg2,
-                               int length, unsigned char* buffer, int size);
+KQ_EXPORT int i2c_act_register(i2c_action_type action, int device, int reg1, int reg2, int length,
+                               unsigned char* buffer, int size);
 // Bit operations on one register; no argument checks besides the action (-21).
 KQ_EXPORT int i2c_act_reg_bits(i2c_action_type action, int device, int reg1, int reg2,
                                unsigned char bits, unsigned char operand);

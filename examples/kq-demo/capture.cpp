@@ -37,8 +37,12 @@ bool Capture::start(const std::string& mic, const std::string& folder) {
     mMic = mic;
     mWavPath = folder + "/capture.wav";
     mAacPath = folder + "/capture.aac";
-    SF_INFO info{0, static_cast<int>(kParam.sampleRate), kParam.channels,
-                 SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
+    SF_INFO info{0,
+                 static_cast<int>(kParam.sampleRate),
+                 kParam.channels,
+                 SF_FORMAT_WAV | SF_FORMAT_PCM_16,
+                 0,
+                 0};
     mWav.reset(sf_open(mWavPath.c_str(), SFM_WRITE, &info));
     mAacFile.reset(std::fopen(mAacPath.c_str(), "wb"));
     if (!mWav || !mAacFile) {

@@ -3,8 +3,8 @@
 // into a WAV file, the AAC frames into an ADTS file.
 #pragma once
 
-#include <atomic>
 #include <sndfile.h>
+#include <atomic>
 
 #include <cstdint>
 #include <cstdio>

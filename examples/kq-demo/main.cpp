@@ -18,9 +18,9 @@
 #include <cstring>
 #include <string>
 
-#include "kq_api.h"
 #include "capture.h"
 #include "host_platform.h"
+#include "kq_api.h"
 #include "kq_board.h"
 #include "options.h"
 #include "output_files.h"

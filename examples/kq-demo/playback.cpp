@@ -101,9 +101,7 @@ void Playback::stop() {
 
 int Playback::jitterMs() const { return mSink ? mSink->JitterMs() : 0; }
 
-uint64_t Playback::underruns() const {
-    return mChannel >= 0 ? speakerUnderruns(mChannel) : 0;
-}
+uint64_t Playback::underruns() const { return mChannel >= 0 ? speakerUnderruns(mChannel) : 0; }
 
 std::string Playback::describe() const {
     char format[64];

@@ -21,7 +21,7 @@ class Buf;
 
 // Audio format given to every audio Create().
 struct AudioParam {
-    uint32_t sampleRate;    // Hz
+    uint32_t sampleRate;  // Hz
     uint8_t channels;
     uint8_t bitsPerSample;  // also the platform's sample format value
     uint16_t frameMs;       // duration of one PCM buffer
@@ -48,10 +48,7 @@ public:
 class I_SourceFactory {
 public:
     // Stream selector of the combined capture source.
-    enum Codec : int32_t {
-        CODEC_PCM = 0,
-        CODEC_AAC = 1
-    };
+    enum Codec : int32_t { CODEC_PCM = 0, CODEC_AAC = 1 };
 };
 
 }  // namespace module

@@ -18,10 +18,10 @@ extern "C" {
 // ---- Overlay: text and images drawn into an overlay channel ----------------------------
 
 struct osd_pack {
-    uint32_t ready;        // bytes 0-3: non-zero once initialised
-    uint8_t priv[56];      // bytes 4-59: the library's
-    uint8_t color[6];      // bytes 60-65: text colour (R, G, B) then background (R, G, B)
-    uint8_t priv2[6];      // bytes 66-71: the library's
+    uint32_t ready;    // bytes 0-3: non-zero once initialised
+    uint8_t priv[56];  // bytes 4-59: the library's
+    uint8_t color[6];  // bytes 60-65: text colour (R, G, B) then background (R, G, B)
+    uint8_t priv2[6];  // bytes 66-71: the library's
 };
 
 struct osd_image;  // an image held by the library
@@ -56,8 +56,8 @@ void destroy_osd_image(struct osd_image** image);
 // (what falls outside is clipped), replacing the block's item. -EINVAL for a pack not
 // initialised, an image that is not live, a width, height, format or bits that differ
 // from the image's, or a block outside 0 to 7.
-int draw_osd_image(struct osd_pack* pack, struct osd_image* image, uint32_t width,
-                   uint32_t height, uint32_t format, uint8_t bits, int x, int y, int block);
+int draw_osd_image(struct osd_pack* pack, struct osd_image* image, uint32_t width, uint32_t height,
+                   uint32_t format, uint8_t bits, int x, int y, int block);
 // Removes the block's item; an empty block is no error. -EINVAL for a pack not
 // initialised or a block outside 0 to 7.
 int erase_osd_image(struct osd_pack* pack, int block);
@@ -149,8 +149,8 @@ int set_mjpeg_quality(struct rts_mjpeg_ctrl* ctrl, int quality);
 // A fixed pool of playback buffers; a zero-filled handle is accepted by
 // destroy_audio_queue().
 struct audio_queue {
-    uint32_t ready;    // non-zero once created
-    uint32_t id;       // the library's
+    uint32_t ready;  // non-zero once created
+    uint32_t id;     // the library's
 };
 
 int create_audio_queue(struct audio_queue* queue, uint16_t buffer_bytes);
@@ -170,10 +170,10 @@ int enable_capture_mute(int mute);
 // ---- AAC encoder --------------------------------------------------------------------------
 
 struct aac_encoder_pack {
-    uint32_t channels;      // word 0
-    uint32_t sampleRate;    // word 1: input rate
-    uint32_t outputRate;    // word 2
-    uint8_t priv[2060];     // the library's
+    uint32_t channels;    // word 0
+    uint32_t sampleRate;  // word 1: input rate
+    uint32_t outputRate;  // word 2
+    uint8_t priv[2060];   // the library's
 };
 
 int create_aac_encoder_pack(struct aac_encoder_pack* pack);
@@ -200,8 +200,8 @@ int bulk_write_i2c(int bus, int device, int addr_bytes, int reg1, int reg2, int 
                    unsigned char* buffer);
 int set_bits_i2c(int bus, int device, int addr_bytes, int reg1, int reg2, unsigned char bits);
 int clear_bits_i2c(int bus, int device, int addr_bytes, int reg1, int reg2, unsigned char bits);
-int update_bits_i2c(int bus, int device, int addr_bytes, int reg1, int reg2,
-                    unsigned char mask, unsigned char value);
+int update_bits_i2c(int bus, int device, int addr_bytes, int reg1, int reg2, unsigned char mask,
+                    unsigned char value);
 
 #ifdef __cplusplus
 }  // extern "C"

@@ -26,9 +26,7 @@ struct rts_av_buffer {
     uint64_t timestamp;    // words 10-11: microseconds, low word first
 };
 
-enum {
-    RTS_AV_FLAG_KEYFRAME = 1u << 0
-};
+enum { RTS_AV_FLAG_KEYFRAME = 1u << 0 };
 
 // Attributes of an image (ISP) channel.
 struct rts_isp_attr {
@@ -56,10 +54,7 @@ struct rts_av_profile {
     };
 };
 
-enum {
-    RTS_PIX_FMT_NV12 = 1,
-    RTS_AUDIO_FMT_PCM = 0x8001
-};
+enum { RTS_PIX_FMT_NV12 = 1, RTS_AUDIO_FMT_PCM = 0x8001 };
 
 // Attributes of an H.264 encoder channel.
 struct rts_h264_attr {
@@ -79,11 +74,11 @@ struct rts_mjpeg_attr {
 // Attributes of an audio capture or playback channel: 64 bytes of device name,
 // then four words.
 struct rts_audio_attr {
-    char dev_node[64];       // NUL-terminated device name
-    uint32_t format;         // word 16: sample width in bits
-    uint32_t channels;       // word 17
-    uint32_t rate;           // word 18: Hz
-    uint32_t reserved;       // word 19: 0
+    char dev_node[64];  // NUL-terminated device name
+    uint32_t format;    // word 16: sample width in bits
+    uint32_t channels;  // word 17
+    uint32_t rate;      // word 18: Hz
+    uint32_t reserved;  // word 19: 0
 };
 
 enum {

@@ -49,12 +49,13 @@ TEST_F(CaptureTest, TheAacFramesDecodeToTheGeneratorsToneAtTheCapturedFormat) {
         }
         std::string probed = e2e::runCommand(std::string("ffprobe -v error -show_entries "
                                                          "stream=codec_name,sample_rate,channels "
-                                                         "-of default=nw=1 ") + path).output;
+                                                         "-of default=nw=1 ") +
+                                             path)
+                                 .output;
         EXPECT_EQ(probed, "codec_name=aac\nsample_rate=" + std::to_string(f.sampleRate) +
                               "\nchannels=" + std::to_string(f.channels) + "\n");
 
-        std::string raw =
-            e2e::runCommand("ffmpeg -v error -i " + path + " -f s16le -").output;
+        std::string raw = e2e::runCommand("ffmpeg -v error -i " + path + " -f s16le -").output;
         std::vector<int16_t> samples(raw.size() / 2);
         std::memcpy(samples.data(), raw.data(), samples.size() * 2);
         EXPECT_NEAR(samples.size() / f.channels, 2 * f.sampleRate, 4096) << "two seconds";

@@ -23,8 +23,8 @@ struct Bitmap {
 Bitmap loadSample(const char* name) {
     module::BmpInfo info{};
     Bitmap bitmap;
-    bitmap.pixels = module::GetPureBitmap((std::string(KQ_SAMPLE_BITMAP_DIR "/") + name).c_str(),
-                                          &info);
+    bitmap.pixels =
+        module::GetPureBitmap((std::string(KQ_SAMPLE_BITMAP_DIR "/") + name).c_str(), &info);
     bitmap.width = info.width;
     bitmap.height = info.height;
     return bitmap;
@@ -112,7 +112,8 @@ TEST_P(LogoPictureTest, LogoShowsWhereThePipePlacedItBlendedByItsAlpha) {
     auto opaque = [&](int bx, int by) { return alphaAround(logo, bx, by, 255); };
     auto clear = [&](int bx, int by) { return alphaAround(logo, bx, by, 0); };
     auto edge = [&](int bx, int by) { return !opaque(bx, by) && !clear(bx, by); };
-    EXPECT_LE(meanError(shown, logo, x, y, opaque, blended), kTolerance) << "the logo's own colours";
+    EXPECT_LE(meanError(shown, logo, x, y, opaque, blended), kTolerance)
+        << "the logo's own colours";
     EXPECT_LE(meanError(shown, logo, x, y, clear, blended), kTolerance)
         << "the picture through the transparent corners";
     EXPECT_LE(meanError(shown, logo, x, y, edge, blended), kTolerance) << "the soft edge";

@@ -20,7 +20,6 @@ std::string probeStream(const std::string& path, const std::string& extra = "") 
         .output;
 }
 
-
 TEST_F(PipelineTest, StreamsAndSnapshotsDecodeAtTheirSizesWithKeyFramesAtTheInterval) {
     REQUIRE_TOOL("ffprobe");
     startStream(0, h264(640, 360, 25, 1000000, 10));

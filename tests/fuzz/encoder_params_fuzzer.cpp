@@ -36,8 +36,8 @@ bool validChannel(int channel) { return channel == 0 || channel == 1; }
 // at least one frame.
 bool runnable(const kq_encoder_param& p) {
     auto side = [](uint32_t pixels) { return pixels >= 16 && pixels <= 4096 && pixels % 2 == 0; };
-    const bool h264 = p.enc_type != KQ_ENC_H264 ||
-                      (p.bitrate >= 1 && p.bitrate <= 100000000 && p.gop >= 1);
+    const bool h264 =
+        p.enc_type != KQ_ENC_H264 || (p.bitrate >= 1 && p.bitrate <= 100000000 && p.gop >= 1);
     return side(p.width) && side(p.height) && p.fps >= 1 && p.fps <= 120 && h264;
 }
 
@@ -70,8 +70,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     KQ_FUZZ_CHECK(kq_init_kq() == KQ_OK);
     Delivered delivered;
     fuzz::Encoders encoders;
-    int r = fuzz::openScripted(channel, param, withCallback ? onFrame : nullptr, &delivered,
-                               &encoders);
+    int r =
+        fuzz::openScripted(channel, param, withCallback ? onFrame : nullptr, &delivered, &encoders);
     KQ_FUZZ_CHECK(r == KQ_OK || r == KQ_FAIL || r == KQ_INVALID_CHANNEL);
     KQ_FUZZ_CHECK((r == KQ_INVALID_CHANNEL) == !validChannel(channel));
     const bool knownCodec = param.enc_type == KQ_ENC_H264 || param.enc_type == KQ_ENC_MJPEG;

@@ -44,10 +44,10 @@ private:
 
 int pickDevice(uint8_t choice, int raw) {
     switch (choice % 4) {
-    case 0: return kSensor;
-    case 1: return kMemory;
-    case 2: return raw & 0x7f;  // any address on the bus, mostly empty
-    default: return raw;        // any int at all
+        case 0: return kSensor;
+        case 1: return kMemory;
+        case 2: return raw & 0x7f;  // any address on the bus, mostly empty
+        default: return raw;        // any int at all
     }
 }
 
@@ -100,12 +100,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     int r = 0;
     switch (function % 3) {
-    case 0: r = i2c_act_direct(action, device, length, bytes, bufferSize); break;
-    case 1: r = i2c_act_register(action, device, reg1, reg2, length, bytes, bufferSize); break;
-    default:
-        r = i2c_act_reg_bits(action, device, reg1, reg2, static_cast<unsigned char>(reg2),
-                             lengthChoice);
-        break;
+        case 0: r = i2c_act_direct(action, device, length, bytes, bufferSize); break;
+        case 1: r = i2c_act_register(action, device, reg1, reg2, length, bytes, bufferSize); break;
+        default:
+            r = i2c_act_reg_bits(action, device, reg1, reg2, static_cast<unsigned char>(reg2),
+                                 lengthChoice);
+            break;
     }
     KQ_FUZZ_CHECK(r <= 0);
     const bool transfer = action == I2C_ACTION_READ || action == I2C_ACTION_WRITE;

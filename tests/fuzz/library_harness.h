@@ -12,13 +12,13 @@ namespace fuzz {
 
 // Stops the fuzzer at a broken promise of the library, naming it, so that libFuzzer
 // keeps the input.
-#define KQ_FUZZ_CHECK(condition)                                                 \
-    do {                                                                         \
-        if (!(condition)) {                                                      \
-            std::fprintf(stderr, "fuzz check failed: %s (%s:%d)\n", #condition, \
-                         __FILE__, __LINE__);                                    \
-            std::abort();                                                        \
-        }                                                                        \
+#define KQ_FUZZ_CHECK(condition)                                                          \
+    do {                                                                                  \
+        if (!(condition)) {                                                               \
+            std::fprintf(stderr, "fuzz check failed: %s (%s:%d)\n", #condition, __FILE__, \
+                         __LINE__);                                                       \
+            std::abort();                                                                 \
+        }                                                                                 \
     } while (0)
 
 // A fresh host platform that echoes no log line and journals nothing.

@@ -52,8 +52,8 @@ TimestampInput parse(const uint8_t* data, size_t size) {
 void setTimestamp(int channel, const TimestampInput& in) {
     kq_enable_osd(channel, !(in.flags & kSwitchOff));
     kq_osd_set_position(channel, in.position);
-    kq_osd_set_color(channel, in.colour[0], in.colour[1], in.colour[2], in.colour[3],
-                     in.colour[4], in.colour[5]);
+    kq_osd_set_color(channel, in.colour[0], in.colour[1], in.colour[2], in.colour[3], in.colour[4],
+                     in.colour[5]);
     kq_osd_set_format(channel, in.flags & kNullFormat ? nullptr : in.format.c_str());
 }
 

@@ -136,9 +136,8 @@ TEST_F(BoardTest, TransferChecksComeInTheirOrderBeforeTheAction) {
 
 TEST_F(BoardTest, EachI2cFunctionRefusesTheActionsItDoesNotTake) {
     unsigned char buffer[2] = {};
-    for (i2c_action_type action :
-         {I2C_ACTION_SET_BITS, I2C_ACTION_CLEAR_BITS, I2C_ACTION_UPDATE_BITS, kUnknownAction,
-          kNegativeAction}) {
+    for (i2c_action_type action : {I2C_ACTION_SET_BITS, I2C_ACTION_CLEAR_BITS,
+                                   I2C_ACTION_UPDATE_BITS, kUnknownAction, kNegativeAction}) {
         SCOPED_TRACE(action);
         EXPECT_EQ(i2c_act_direct(action, kDevice, 2, buffer, 2), -21);
         expectWarning("i2c act direct fail!, ret = -21, Is a directory");

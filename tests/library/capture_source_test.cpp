@@ -44,9 +44,7 @@ uint32_t mediaMs(const module::Buf& buf) {
     return info ? info->timeMs : 0;
 }
 
-std::vector<uint8_t> bytesOf(const module::Buf& buf) {
-    return {buf.Data(), buf.Data() + buf.size};
-}
+std::vector<uint8_t> bytesOf(const module::Buf& buf) { return {buf.Data(), buf.Data() + buf.size}; }
 
 std::vector<uint8_t> readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -62,7 +60,8 @@ bool dumpFileOpen() {
     while (dirent* entry = fds ? ::readdir(fds) : nullptr) {
         char target[256] = {};
         const std::string link = std::string("/proc/self/fd/") + entry->d_name;
-        if (::readlink(link.c_str(), target, sizeof target - 1) > 0 && kDumpPath == std::string(target))
+        if (::readlink(link.c_str(), target, sizeof target - 1) > 0 &&
+            kDumpPath == std::string(target))
             open = true;
     }
     if (fds) ::closedir(fds);
@@ -105,9 +104,9 @@ class CaptureSourceTest : public LibraryTest {
 protected:
     static std::shared_ptr<module::I_Source> create(Kind kind) {
         switch (kind) {
-        case Kind::Pcm: return module::PcmSource::Create("mic", kParam);
-        case Kind::Aac: return module::AacSource::Create("mic", kParam);
-        case Kind::Multi: return module::MultiAudioSourceAacPcm::Create("mic", kParam);
+            case Kind::Pcm: return module::PcmSource::Create("mic", kParam);
+            case Kind::Aac: return module::AacSource::Create("mic", kParam);
+            case Kind::Multi: return module::MultiAudioSourceAacPcm::Create("mic", kParam);
         }
         return nullptr;
     }
@@ -172,9 +171,9 @@ protected:
     AacDumpLock mDumpLock;
 };
 
-#define REQUIRE_AAC()                    \
+#define REQUIRE_AAC()                     \
     if (hostctl::aacEncoderAvailable()) { \
-    } else                               \
+    } else                                \
         GTEST_SKIP() << "the host platform was built without libavcodec: no AAC encoder"
 
 // ---- PCM -------------------------------------------------------------------------------------
@@ -303,17 +302,18 @@ TEST_F(CaptureSourceTest, DebugRecordsAreOnlyShownAndClosingKeepsItsOrder) {
         for (const hostctl::LogRecord& r : hostctl::logRecords()) EXPECT_NE(r.level, 1u) << r.text;
 
         std::vector<std::string> ids;
-        for (const char* made : {"rts_av_create_audio_encode_chn",
-                                 "rts_av_create_audio_resample_chn",
-                                 "rts_av_create_audio_capture_chn"})
+        for (const char* made :
+             {"rts_av_create_audio_encode_chn", "rts_av_create_audio_resample_chn",
+              "rts_av_create_audio_capture_chn"})
             ids.push_back(std::to_string(hostctl::calls(made).back().result));
         forgetHistory();
         source.reset();
         std::vector<std::string> closing;
         for (const hostctl::JournalEntry& e : hostctl::journal())
             if (!background.count(e.function))
-                closing.push_back(e.function == "destroy_aac_encoder_pack" ? e.function
-                                                                           : e.function + "(" + e.args + ")");
+                closing.push_back(e.function == "destroy_aac_encoder_pack"
+                                      ? e.function
+                                      : e.function + "(" + e.args + ")");
         std::vector<std::string> expected = {"rts_av_stop_recv(" + ids[0] + ")"};
         for (const std::string& id : ids) expected.push_back("rts_av_disable_chn(" + id + ")");
         if (kind != Kind::Pcm) expected.push_back("destroy_aac_encoder_pack");
@@ -333,7 +333,7 @@ TEST_F(CaptureSourceTest, TheDumpFileHoldsEveryAacFrameReadInOrder) {
     REQUIRE_AAC();
     auto source = module::AacSource::Create("mic", kParam);
     EXPECT_TRUE(findLog("RTS AAC Source opened."));
-    struct stat st{};
+    struct stat st {};
     ASSERT_EQ(::stat(kDumpPath, &st), 0);
     const mode_t mask = ::umask(0);
     ::umask(mask);
@@ -359,7 +359,9 @@ TEST_F(CaptureSourceTest, TheDumpFileHoldsEveryAacFrameReadInOrder) {
     EXPECT_EQ(readFile(kDumpPath), frames);
     auto logged = hostctl::logTexts();
     EXPECT_EQ(std::count_if(logged.begin(), logged.end(),
-                            [](const std::string& t) { return t.rfind("RTS390X AacSource::Read R", 0) == 0; }),
+                            [](const std::string& t) {
+                                return t.rfind("RTS390X AacSource::Read R", 0) == 0;
+                            }),
               reads);
     source.reset();
     EXPECT_TRUE(findLog("RTS AAC Source closed."));
@@ -431,7 +433,8 @@ TEST_F(CaptureSourceTest, WithoutItsDumpFileAnAacSourceStillDeliversFrames) {
     EXPECT_TRUE(findLog("write capture to file fail, ret = -1"));
 }
 
-// ---- The combined source ---------------------------------------------------------------------------
+// ---- The combined source
+// ---------------------------------------------------------------------------
 
 TEST_F(CaptureSourceTest, OneChainFeedsBothQueuesWithTheSameMediaTimes) {
     REQUIRE_AAC();

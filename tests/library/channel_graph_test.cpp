@@ -12,12 +12,24 @@ using ChannelGraphTest = LibraryTest;
 
 // The calls of a complete open, in order.
 const std::vector<std::string> kOpenCalls = {
-    "rts_av_create_isp_chn", "rts_av_create_osd_chn",   "rts_av_set_profile",
-    "rts_av_create_h264_chn", "rts_av_create_mjpeg_chn", "rts_av_bind",
-    "rts_av_bind",            "rts_av_bind",             "init_osd_pack",
-    "init_mask_pack",         "rts_av_enable_chn",       "rts_av_enable_chn",
-    "rts_av_enable_chn",      "rts_av_enable_chn",       "set_default_osd_attr",
-    "rts_av_query_h264_ctrl", "set_h264_video_profile",  "rts_av_query_mjpeg_ctrl",
+    "rts_av_create_isp_chn",
+    "rts_av_create_osd_chn",
+    "rts_av_set_profile",
+    "rts_av_create_h264_chn",
+    "rts_av_create_mjpeg_chn",
+    "rts_av_bind",
+    "rts_av_bind",
+    "rts_av_bind",
+    "init_osd_pack",
+    "init_mask_pack",
+    "rts_av_enable_chn",
+    "rts_av_enable_chn",
+    "rts_av_enable_chn",
+    "rts_av_enable_chn",
+    "set_default_osd_attr",
+    "rts_av_query_h264_ctrl",
+    "set_h264_video_profile",
+    "rts_av_query_mjpeg_ctrl",
     "set_mjpeg_quality",
 };
 
@@ -104,8 +116,8 @@ TEST_F(ChannelGraphTest, FontSizeFollowsTheFrameWidth) {
         kq_encoder_param param = h264(c.width, 720);
         ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
         const std::string args = argsOf("init_osd_pack");
-        EXPECT_NE(args.find(", " + std::to_string(c.fontSize) + ", 0, " +
-                            std::to_string(c.width) + ", 720"),
+        EXPECT_NE(args.find(", " + std::to_string(c.fontSize) + ", 0, " + std::to_string(c.width) +
+                            ", 720"),
                   std::string::npos)
             << args;
         kq_close_encoder(0);
@@ -128,9 +140,8 @@ TEST_F(ChannelGraphTest, CloseStopsDisablesAndDestroysInOrder) {
     ASSERT_GE(texts.size(), expectedOrder.size());
     EXPECT_THAT(std::vector<std::string>(texts.begin(), texts.begin() + 5),
                 ElementsAreArray(expectedOrder));
-    const std::vector<std::string> tail = {
-        "rts_av_destroy_chn(0)", "rts_av_destroy_chn(1)", "rts_av_destroy_chn(2)",
-        "rts_av_destroy_chn(3)"};
+    const std::vector<std::string> tail = {"rts_av_destroy_chn(0)", "rts_av_destroy_chn(1)",
+                                           "rts_av_destroy_chn(2)", "rts_av_destroy_chn(3)"};
     EXPECT_THAT(std::vector<std::string>(texts.end() - 4, texts.end()), ElementsAreArray(tail));
     EXPECT_THAT(callNames(), ::testing::Contains("deinit_mask_pack"));
     EXPECT_THAT(callNames(), ::testing::Contains("deinit_osd_pack"));
@@ -142,18 +153,18 @@ TEST_F(ChannelGraphTest, CloseStopsDisablesAndDestroysInOrder) {
     // A second close finds no graph: only the stop and disables on id -1, no destroy.
     forgetHistory();
     kq_close_encoder(0);
-    EXPECT_THAT(callNames(), ElementsAre("rts_av_stop_recv", "rts_av_disable_chn",
-                                         "rts_av_disable_chn", "rts_av_disable_chn",
-                                         "rts_av_disable_chn"));
+    EXPECT_THAT(callNames(),
+                ElementsAre("rts_av_stop_recv", "rts_av_disable_chn", "rts_av_disable_chn",
+                            "rts_av_disable_chn", "rts_av_disable_chn"));
 }
 
 TEST_F(ChannelGraphTest, CloseOfANeverOpenedChannelLogsWhatThePlatformRefuses) {
     startLibrary();
     kq_close_encoder(1);
-    EXPECT_THAT(hostctl::callTexts(),
-                ElementsAre("rts_av_stop_recv(-1)", "rts_av_disable_chn(-1)",
-                            "rts_av_disable_chn(-1)", "rts_av_disable_chn(-1)",
-                            "rts_av_disable_chn(-1)"));
+    EXPECT_THAT(
+        hostctl::callTexts(),
+        ElementsAre("rts_av_stop_recv(-1)", "rts_av_disable_chn(-1)", "rts_av_disable_chn(-1)",
+                    "rts_av_disable_chn(-1)", "rts_av_disable_chn(-1)"));
     std::vector<std::string> logs = logTexts();
     ASSERT_EQ(logs.size(), 9u);
     EXPECT_EQ(logs[0].rfind("stop recv fail, ret = ", 0), 0u);

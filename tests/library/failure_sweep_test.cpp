@@ -31,7 +31,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int kInjected = -5;  // -EIO
+constexpr int kInjected = -5;   // -EIO
 constexpr int kCode = INT_MIN;  // expected result: the injected code itself
 constexpr int kLost = -1000;    // a snapshot result: the picture never came
 const char* const kQuiet = "";  // expected record: no warning or error at all
@@ -85,11 +85,11 @@ struct PlatformCall {
 // The positive code a call is also failed with, where a positive result means
 // something; 0 for calls that answer 0 or a negative errno only.
 int positiveCode(const std::string& f) {
-    if (f.rfind("rts_av_create_", 0) == 0) return 90;  // an id that names no channel
-    if (f == "rts_av_get_chn_status") return 1;          // active
-    if (f == "rts_av_poll") return 1;                    // nothing to receive yet
-    if (f.find("gpio") != std::string::npos) return 1;   // a level; only negative fails
-    if (f.find("i2c") != std::string::npos) return 3;    // any non-zero fails
+    if (f.rfind("rts_av_create_", 0) == 0) return 90;   // an id that names no channel
+    if (f == "rts_av_get_chn_status") return 1;         // active
+    if (f == "rts_av_poll") return 1;                   // nothing to receive yet
+    if (f.find("gpio") != std::string::npos) return 1;  // a level; only negative fails
+    if (f.find("i2c") != std::string::npos) return 3;   // any non-zero fails
     if (f.find("volume") != std::string::npos || f.find("_mute") != std::string::npos)
         return 7;  // only negative fails
     return 0;
@@ -97,10 +97,14 @@ int positiveCode(const std::string& f) {
 
 // The releasing calls, and what stays behind when one of them does nothing.
 const std::map<std::string, std::string> kReleasedBy = {
-    {"rts_av_release", "platform inits"},         {"rts_av_destroy_chn", "channels"},
-    {"destroy_audio_queue", "audio queues"},      {"rts_av_release_h264_ctrl", "control handles"},
-    {"rts_av_release_mjpeg_ctrl", "control handles"}, {"deinit_osd_pack", "OSD packs"},
-    {"deinit_mask_pack", "mask packs"},           {"destroy_osd_image", "OSD images"},
+    {"rts_av_release", "platform inits"},
+    {"rts_av_destroy_chn", "channels"},
+    {"destroy_audio_queue", "audio queues"},
+    {"rts_av_release_h264_ctrl", "control handles"},
+    {"rts_av_release_mjpeg_ctrl", "control handles"},
+    {"deinit_osd_pack", "OSD packs"},
+    {"deinit_mask_pack", "mask packs"},
+    {"destroy_osd_image", "OSD images"},
     {"destroy_aac_encoder_pack", "AAC encoder packs"},
 };
 
@@ -283,13 +287,20 @@ std::vector<Rule> openRules() {
     // A failed step is followed by its stage's record and the channel's.
     for (Rule& r : rules) {
         if (r.result != KQ_FAIL) continue;
-        const bool enabling = std::strncmp(r.log, "enable", 6) == 0 || std::strncmp(r.log, "set chennels", 12) == 0;
-        r.records = {{kError, r.log},
-                     {kError, enabling ? "enable video channel fail\n" : "create video channel fail\n"},
-                     {kError, enabling ? "enable mVidPipes[%d] fail!" : "build mVidPipes[%d] fail!"}};
+        const bool enabling =
+            std::strncmp(r.log, "enable", 6) == 0 || std::strncmp(r.log, "set chennels", 12) == 0;
+        r.records = {
+            {kError, r.log},
+            {kError, enabling ? "enable video channel fail\n" : "create video channel fail\n"},
+            {kError, enabling ? "enable mVidPipes[%d] fail!" : "build mVidPipes[%d] fail!"}};
     }
-    rules.push_back({"set_default_osd_attr", 0, '-', KQ_OK, nullptr,
-                     {{kWarning, "set default osd attr fail, ret = %d, %s\n"}, {kInfo, "%s ch[%d] success"}}});
+    rules.push_back(
+        {"set_default_osd_attr",
+         0,
+         '-',
+         KQ_OK,
+         nullptr,
+         {{kWarning, "set default osd attr fail, ret = %d, %s\n"}, {kInfo, "%s ch[%d] success"}}});
     for (const Rule& r : imageRules(KQ_OK, KQ_OK)) rules.push_back(r);
     return rules;
 }
@@ -306,8 +317,10 @@ std::vector<Rule> captureOpenRules(bool multi, bool aac) {
         {"rts_av_create_audio_resample_chn", 0, '+', 0,
          "bind capture and resample chn fail, ret = %d, %s\n"},
         {"rts_av_create_audio_encode_chn", 0, '-', 0,
-         multi ? "create aac encode chn fail, ret = %d, %s\n" : "create encode chn fail, ret = %d, %s\n"},
-        {"rts_av_create_audio_encode_chn", 0, '+', 0, "set audio encode profile fail, ret = %d, %s\n"},
+         multi ? "create aac encode chn fail, ret = %d, %s\n"
+               : "create encode chn fail, ret = %d, %s\n"},
+        {"rts_av_create_audio_encode_chn", 0, '+', 0,
+         "set audio encode profile fail, ret = %d, %s\n"},
         {"rts_av_set_profile", 0, '-', 0, "set audio encode profile fail, ret = %d, %s\n"},
         {"create_aac_encoder_pack", 0, '-', 0, "create aac encoder pack fail %d, %s\n"},
         {"rts_av_bind", 1, '-', 0, "bind capture and resample chn fail, ret = %d, %s\n"},
@@ -317,7 +330,8 @@ std::vector<Rule> captureOpenRules(bool multi, bool aac) {
         {"rts_av_enable_chn", 1, '-', 0, "enable capture chn fail, ret = %d, %s\n"},
         {"rts_av_enable_chn", 2, '-', 0, "enable resample chn fail, ret = %d, %s\n"},
         {"rts_av_enable_chn", 3, '-', 0,
-         multi ? "enable aac encode chn fail, ret = %d, %s\n" : "enable encode chn fail, ret = %d, %s\n"},
+         multi ? "enable aac encode chn fail, ret = %d, %s\n"
+               : "enable encode chn fail, ret = %d, %s\n"},
         {"clear_aac_encoder_buffer", 0, '-', 0, "start recv fail, ret = %d, %s"},
         // The PCM and combined sources print this failure instead of logging it.
         {"rts_av_start_recv", 0, '-', 0, aac ? "start recv fail, ret = %d, %s" : nullptr},
@@ -330,7 +344,8 @@ std::vector<Rule> captureOpenRules(bool multi, bool aac) {
         if (f == "rts_av_start_recv" || f == "clear_aac_encoder_buffer") continue;
         r.records = {{kError, r.log}};
         if (f != "rts_av_init")
-            r.records.push_back({kError, std::strncmp(r.log, "bind", 4) == 0 || std::strncmp(r.log, "enable", 6) == 0
+            r.records.push_back({kError, std::strncmp(r.log, "bind", 4) == 0 ||
+                                                 std::strncmp(r.log, "enable", 6) == 0
                                              ? "enable channel fail\n"
                                              : "create channel fail\n"});
         if (multi || aac) r.records.push_back({kError, "start recv fail, ret = %d, %s"});
@@ -494,7 +509,11 @@ std::vector<Operation> FailureSweep::operations() {
 
     // Library start and stop.
     // A failed platform start is released twice, each refused, and leaves no context.
-    std::vector<Rule> initRules = {{"rts_av_init", 0, '-', KQ_FAIL, "rts av init fail %d, %s\n",
+    std::vector<Rule> initRules = {{"rts_av_init",
+                                    0,
+                                    '-',
+                                    KQ_FAIL,
+                                    "rts av init fail %d, %s\n",
                                     {{kError, "rts av init fail %d, %s\n"},
                                      {kError, "rts av release fail %d, %s\n"},
                                      {kError, "rts av release fail %d, %s\n"}},
@@ -502,7 +521,11 @@ std::vector<Operation> FailureSweep::operations() {
     for (const Rule& r : imageRules(KQ_OK, KQ_OK)) initRules.push_back(r);
     ops.push_back({"kq_init_kq", nothing, [] { return kq_init_kq(); }, stop, KQ_OK, initRules});
     ops.back().again = true;
-    ops.push_back({"kq_uninit", started, [] { return kq_uninit(), 0; }, nothing, 0,
+    ops.push_back({"kq_uninit",
+                   started,
+                   [] { return kq_uninit(), 0; },
+                   nothing,
+                   0,
                    {{"rts_av_release", 0, '-', 0, "rts av release fail %d, %s\n"}}});
 
     // Each codec's channel: open, start, snapshot, close.
@@ -528,16 +551,27 @@ std::vector<Operation> FailureSweep::operations() {
                        },
                        stop, KQ_OK, openRules()});
         ops.back().again = true;
-        ops.push_back({"start " + tag, opened, [ch] { return kq_start_encoder(ch); }, stop, KQ_OK,
-                       {{"rts_av_start_recv", 0, '-', KQ_FAIL, "start recv fail, ret = %d, %s\n",
-                         {{kError, "start recv fail, ret = %d, %s\n"}, {kError, "start mVidPipes[%d] fail!"}}}}});
+        ops.push_back({"start " + tag,
+                       opened,
+                       [ch] { return kq_start_encoder(ch); },
+                       stop,
+                       KQ_OK,
+                       {{"rts_av_start_recv",
+                         0,
+                         '-',
+                         KQ_FAIL,
+                         "start recv fail, ret = %d, %s\n",
+                         {{kError, "start recv fail, ret = %d, %s\n"},
+                          {kError, "start mVidPipes[%d] fail!"}}}}});
         const char* const closed = "%s ch[%d] success";
         ops.push_back({"close " + tag,
                        [opened, ch] {
                            opened();
                            ASSERT_EQ(kq_start_encoder(ch), KQ_OK);
                        },
-                       [ch] { return kq_close_encoder(ch), 0; }, stop, 0,
+                       [ch] { return kq_close_encoder(ch), 0; },
+                       stop,
+                       0,
                        {{"rts_av_stop_recv", 0, '-', 0, "stop recv fail, ret = %d, %s\n"},
                         {"rts_av_disable_chn", 1, '-', 0, "disable jpg chn fail, ret = %d, %s\n"},
                         {"rts_av_disable_chn", 2, '-', 0, "disable enc chn fail, ret = %d, %s\n"},
@@ -545,25 +579,27 @@ std::vector<Operation> FailureSweep::operations() {
                         {"rts_av_disable_chn", 4, '-', 0, "disable isp chn fail, ret = %d, %s\n"},
                         {"*", 0, '-', 0, closed}}});
         ops.back().records = {{kInfo, closed}};
-        ops.push_back({"snapshot " + tag,
-                       [ch, param] {
-                           ASSERT_EQ(kq_init_kq(), KQ_OK);
-                           openedSnapshotPipe(ch, param);
-                       },
-                       [ch] {
-                           const int r = kq_trigger_snapshot(ch, 50);
-                           kq_poll_frame(0);
-                           hostctl::pushBuffer(held.jpg, {0xFF, 0xD8, 0xFF, 0xD9}, 1000, 1);
-                           hostctl::waitCallbacksIdle();
-                           return snapshots == 1 ? r : kLost;
-                       },
-                       stop, 0,
-                       {{"set_mjpeg_quality", 0, '-', kCode, "set snapshot quality fail, using default %d"},
-                        {"rts_av_set_callback", 0, '-', kLost, "set av callback fail, ret = %d, %s\n"},
-                        // A status other than 0 means active; a poll that finds nothing
-                        // comes after the request is armed.
-                        {"rts_av_get_chn_status", 0, '*', 0, kQuiet},
-                        {"rts_av_poll", 0, '*', 0, kQuiet}}});
+        ops.push_back(
+            {"snapshot " + tag,
+             [ch, param] {
+                 ASSERT_EQ(kq_init_kq(), KQ_OK);
+                 openedSnapshotPipe(ch, param);
+             },
+             [ch] {
+                 const int r = kq_trigger_snapshot(ch, 50);
+                 kq_poll_frame(0);
+                 hostctl::pushBuffer(held.jpg, {0xFF, 0xD8, 0xFF, 0xD9}, 1000, 1);
+                 hostctl::waitCallbacksIdle();
+                 return snapshots == 1 ? r : kLost;
+             },
+             stop,
+             0,
+             {{"set_mjpeg_quality", 0, '-', kCode, "set snapshot quality fail, using default %d"},
+              {"rts_av_set_callback", 0, '-', kLost, "set av callback fail, ret = %d, %s\n"},
+              // A status other than 0 means active; a poll that finds nothing
+              // comes after the request is armed.
+              {"rts_av_get_chn_status", 0, '*', 0, kQuiet},
+              {"rts_av_poll", 0, '*', 0, kQuiet}}});
         ops.push_back({"poll a frame " + tag,
                        [ch, param] {
                            ASSERT_EQ(kq_init_kq(), KQ_OK);
@@ -571,7 +607,9 @@ std::vector<Operation> FailureSweep::operations() {
                            const int delivery = ids.delivery(param.enc_type == KQ_ENC_MJPEG);
                            ASSERT_EQ(hostctl::pushBuffer(delivery, {0, 0, 0, 1, 0x65}, 2000, 1), 0);
                        },
-                       [] { return kq_poll_frame(0) * 10 + frames; }, stop, 11,
+                       [] { return kq_poll_frame(0) * 10 + frames; },
+                       stop,
+                       11,
                        {{"rts_av_get_chn_status", 0, '*', 11, kQuiet},
                         {"rts_av_poll", 0, '*', 0, kQuiet},
                         {"rts_av_recv", 0, '-', 0, kQuiet},
@@ -585,39 +623,81 @@ std::vector<Operation> FailureSweep::operations() {
         kq_watermark_setup_logo(0, held.logo.c_str());
         ASSERT_EQ(kq_privacy_setup_icon(0, held.icon.c_str()), 0);
     };
-    ops.push_back({"kq_watermark_enable on", overlaid, [] { return kq_watermark_enable(0, 1); }, stop,
-                   0, {{"draw_osd_image", 0, '-', kCode, "draw osd image fail, ret = %d, %s"}}});
-    ops.push_back({"kq_watermark_enable off", overlaid, [] { return kq_watermark_enable(0, 0); }, stop,
-                   0, {{"erase_osd_image", 0, '-', kCode, "erase osd image fail, ret = %d, %s"}}});
-    ops.push_back({"kq_watermark_setup_logo", overlaid,
-                   [] { return kq_watermark_setup_logo(0, held.logo.c_str()), 0; }, stop, 0,
+    ops.push_back({"kq_watermark_enable on",
+                   overlaid,
+                   [] { return kq_watermark_enable(0, 1); },
+                   stop,
+                   0,
+                   {{"draw_osd_image", 0, '-', kCode, "draw osd image fail, ret = %d, %s"}}});
+    ops.push_back({"kq_watermark_enable off",
+                   overlaid,
+                   [] { return kq_watermark_enable(0, 0); },
+                   stop,
+                   0,
+                   {{"erase_osd_image", 0, '-', kCode, "erase osd image fail, ret = %d, %s"}}});
+    ops.push_back({"kq_watermark_setup_logo",
+                   overlaid,
+                   [] { return kq_watermark_setup_logo(0, held.logo.c_str()), 0; },
+                   stop,
+                   0,
                    {{"destroy_osd_image", 0, '-', 0, kQuiet},
-                    {"create_osd_image", 0, '-', 0, "set watermark image fail", {{kWarning, "set watermark image fail"}}}}});
-    ops.push_back({"kq_privacy_setup_icon", overlaid,
-                   [] { return kq_privacy_setup_icon(0, held.icon.c_str()); }, stop, 0,
+                    {"create_osd_image",
+                     0,
+                     '-',
+                     0,
+                     "set watermark image fail",
+                     {{kWarning, "set watermark image fail"}}}}});
+    ops.push_back({"kq_privacy_setup_icon",
+                   overlaid,
+                   [] { return kq_privacy_setup_icon(0, held.icon.c_str()); },
+                   stop,
+                   0,
                    {{"destroy_osd_image", 0, '-', 0, kQuiet},
                     {"create_osd_image", 0, '-', -1, "set privacy icon fail"}}});
-    ops.push_back({"kq_enable_privacy_mode on", overlaid, [] { return kq_enable_privacy_mode(0, 1); },
-                   stop, 0,
-                   {{"draw_osd_image", 0, '-', kCode, "draw privacy icon fail, ret = %d, %s", {},
-                     std::vector<std::string>{"enable_rect_mask"}},
-                    {"enable_rect_mask", 0, '-', kCode, "enable rect mask fail, ret = %d, %s", {}, none}}});
-    ops.push_back({"kq_enable_privacy_mode off", overlaid, [] { return kq_enable_privacy_mode(0, 0); },
-                   stop, 0,
-                   {{"erase_osd_image", 0, '-', kCode, "erase privacy icon fail, ret = %d, %s", {},
+    ops.push_back(
+        {"kq_enable_privacy_mode on",
+         overlaid,
+         [] { return kq_enable_privacy_mode(0, 1); },
+         stop,
+         0,
+         {{"draw_osd_image",
+           0,
+           '-',
+           kCode,
+           "draw privacy icon fail, ret = %d, %s",
+           {},
+           std::vector<std::string>{"enable_rect_mask"}},
+          {"enable_rect_mask", 0, '-', kCode, "enable rect mask fail, ret = %d, %s", {}, none}}});
+    ops.push_back({"kq_enable_privacy_mode off",
+                   overlaid,
+                   [] { return kq_enable_privacy_mode(0, 0); },
+                   stop,
+                   0,
+                   {{"erase_osd_image",
+                     0,
+                     '-',
+                     kCode,
+                     "erase privacy icon fail, ret = %d, %s",
+                     {},
                      std::vector<std::string>{"disable_mask"}},
                     {"disable_mask", 0, '-', kCode, "disable mask fail, ret = %d, %s", {}, none}}});
-    ops.push_back({"timestamp redraw", overlaid,
+    ops.push_back({"timestamp redraw",
+                   overlaid,
                    [] {
                        kq_enable_osd(0, 1);
-                       return pollUntil([] { return !hostctl::calls("set_osd_text").empty(); }) ? 0 : -1;
+                       return pollUntil([] { return !hostctl::calls("set_osd_text").empty(); })
+                                  ? 0
+                                  : -1;
                    },
-                   stop, 0, {{"set_osd_text", 0, '-', 0, "set osd text fail, ret = %d, %s"}},
+                   stop,
+                   0,
+                   {{"set_osd_text", 0, '-', 0, "set osd text fail, ret = %d, %s"}},
                    {"rts_av_get_chn_status", "rts_av_poll", "rts_av_recv", "rts_av_put_buffer"}});
 
     // Image settings, without the library started.
     for (uint32_t type = 0; type <= KQ_ISP_AE_APPLY; ++type) {
-        if (type == KQ_ISP_RESERVED_4 || type == KQ_ISP_RESERVED_7 || (type > 20 && type < 25)) continue;
+        if (type == KQ_ISP_RESERVED_4 || type == KQ_ISP_RESERVED_7 || (type > 20 && type < 25))
+            continue;
         ops.push_back({"kq_isp_set(" + std::to_string(type) + ")", nothing,
                        [type] { return kq_isp_set(type, 1); }, nothing, 0,
                        imageRules(kCode, type == KQ_ISP_AE_APPLY ? kCode : 0)});
@@ -626,8 +706,8 @@ std::vector<Operation> FailureSweep::operations() {
                    imageRules(kCode, 0)});
     ops.push_back({"kq_set_image_flip", nothing, [] { return kq_set_image_flip(1), 0; }, nothing, 0,
                    imageRules(0, 0)});
-    ops.push_back({"rts_save_isp_setting", nothing, [] { return rts_save_isp_setting(), 0; }, nothing,
-                   0, imageRules(0, 0)});
+    ops.push_back({"rts_save_isp_setting", nothing, [] { return rts_save_isp_setting(), 0; },
+                   nothing, 0, imageRules(0, 0)});
     ops.push_back({"rts_apply_isp_saved_setting", nothing,
                    [] { return rts_apply_isp_saved_setting(), 0; }, nothing, 0, imageRules(0, 0)});
     ops.push_back({"rts_show_isp_saved_setting", nothing,
@@ -646,22 +726,45 @@ std::vector<Operation> FailureSweep::operations() {
     // Audio objects: each Create, reading its first frame for the sources, and each
     // destruction.
     const auto dropped = [] { held.sink.reset(), held.source.reset(), held.shared.reset(); };
-    ops.push_back({"PcmSink::Create", nothing,
-                   [] {
-                       held.sink = module::PcmSink::Create("speaker", kParam);
-                       return held.sink && held.sink->IsRunning() ? 1 : 0;
-                   },
-                   dropped, 1,
-                   {{"rts_av_init", 0, '-', 1, "rts av init fail %d, %s\n", {}, none},
-                    {"create_audio_queue", 0, '-', 1, "create audio queue fail, ret = %d, %s\n", {}, none},
-                    {"rts_av_create_audio_playback_chn", 0, '-', 1,
-                     "create playback chn fail, ret = %d, %s\n", {}, none},
-                    {"rts_av_create_audio_playback_chn", 0, '+', 1,
-                     "enable playback chn fail, ret = %d, %s\n", {}, std::vector<std::string>{"rts_av_enable_chn", "rts_av_destroy_chn"}},
-                    {"rts_av_enable_chn", 0, '-', 1, "enable playback chn fail, ret = %d, %s\n", {},
-                     std::vector<std::string>{"rts_av_destroy_chn"}},
-                    {"rts_av_start_send", 0, '-', 1, "start send fail, ret = %d, %s\n", {},
-                     std::vector<std::string>{"rts_av_disable_chn", "rts_av_destroy_chn"}}}});
+    ops.push_back(
+        {"PcmSink::Create",
+         nothing,
+         [] {
+             held.sink = module::PcmSink::Create("speaker", kParam);
+             return held.sink && held.sink->IsRunning() ? 1 : 0;
+         },
+         dropped,
+         1,
+         {{"rts_av_init", 0, '-', 1, "rts av init fail %d, %s\n", {}, none},
+          {"create_audio_queue", 0, '-', 1, "create audio queue fail, ret = %d, %s\n", {}, none},
+          {"rts_av_create_audio_playback_chn",
+           0,
+           '-',
+           1,
+           "create playback chn fail, ret = %d, %s\n",
+           {},
+           none},
+          {"rts_av_create_audio_playback_chn",
+           0,
+           '+',
+           1,
+           "enable playback chn fail, ret = %d, %s\n",
+           {},
+           std::vector<std::string>{"rts_av_enable_chn", "rts_av_destroy_chn"}},
+          {"rts_av_enable_chn",
+           0,
+           '-',
+           1,
+           "enable playback chn fail, ret = %d, %s\n",
+           {},
+           std::vector<std::string>{"rts_av_destroy_chn"}},
+          {"rts_av_start_send",
+           0,
+           '-',
+           1,
+           "start send fail, ret = %d, %s\n",
+           {},
+           std::vector<std::string>{"rts_av_disable_chn", "rts_av_destroy_chn"}}}});
     // A failed open is its step's error alone.
     for (Rule& r : ops.back().rules) r.records = {{kError, r.log}};
     ops.back().records = {{kInfo, "RTS PCM Sink opened."}};
@@ -669,7 +772,10 @@ std::vector<Operation> FailureSweep::operations() {
     ops.back().again = true;
     ops.push_back({"PcmSink destruction",
                    [] { held.sink = module::PcmSink::Create("speaker", kParam); },
-                   [] { return held.sink.reset(), 0; }, nothing, 0, {{"*", 0, '-', 0, "RTS PCM Sink closed"}}});
+                   [] { return held.sink.reset(), 0; },
+                   nothing,
+                   0,
+                   {{"*", 0, '-', 0, "RTS PCM Sink closed"}}});
     ops.back().records = {{kInfo, "RTS PCM Sink closed"}};
 
     struct SourceKind {
@@ -685,7 +791,8 @@ std::vector<Operation> FailureSweep::operations() {
         {"AacSource", createSource<module::AacSource>, false, true, "RTS AAC Source closed.",
          "src/rts390x/kq_api_shell/rts_aac_source.cpp"},
         {"MultiAudioSourceAacPcm", createSource<module::MultiAudioSourceAacPcm>, true, false,
-         "RTS Muti Audio Source AAC/PCM closed.", "src/rts390x/kq_api_shell/rts_aac_pcm_source.cpp"},
+         "RTS Muti Audio Source AAC/PCM closed.",
+         "src/rts390x/kq_api_shell/rts_aac_pcm_source.cpp"},
     };
     for (const SourceKind& s : sources) {
         if ((s.multi || s.aac) && !hostctl::aacEncoderAvailable()) continue;
@@ -695,19 +802,28 @@ std::vector<Operation> FailureSweep::operations() {
         ops.back().again = true;
         const auto create = s.create;
         const std::vector<Rule> closeRules = {
-            {"rts_av_stop_recv", 0, '-', 0, "stop recv fail, ret = %d, %s\n"}, {"*", 0, '-', 0, s.closed}};
-        ops.push_back({std::string(s.name) + " destruction", [create] { ASSERT_EQ(create(), 1); },
-                       [] { return held.source.reset(), 0; }, nothing, 0, closeRules, kCaptureWork,
-                       {{kInfo, s.closed}}, s.file});
+            {"rts_av_stop_recv", 0, '-', 0, "stop recv fail, ret = %d, %s\n"},
+            {"*", 0, '-', 0, s.closed}};
+        ops.push_back({std::string(s.name) + " destruction",
+                       [create] { ASSERT_EQ(create(), 1); },
+                       [] { return held.source.reset(), 0; },
+                       nothing,
+                       0,
+                       closeRules,
+                       kCaptureWork,
+                       {{kInfo, s.closed}},
+                       s.file});
         if (s.multi)
-            ops.push_back({"MultiAudioSharedSource, the last holder, destruction",
-                           [create] {
-                               ASSERT_EQ(create(), 1);
-                               auto multi = std::static_pointer_cast<module::MultiAudioSourceAacPcm>(held.source);
-                               held.shared = multi->CreateSharedSource(module::I_SourceFactory::CODEC_PCM);
-                               held.source.reset();
-                           },
-                           [] { return held.shared.reset(), 0; }, nothing, 0, closeRules, kCaptureWork});
+            ops.push_back(
+                {"MultiAudioSharedSource, the last holder, destruction",
+                 [create] {
+                     ASSERT_EQ(create(), 1);
+                     auto multi =
+                         std::static_pointer_cast<module::MultiAudioSourceAacPcm>(held.source);
+                     held.shared = multi->CreateSharedSource(module::I_SourceFactory::CODEC_PCM);
+                     held.source.reset();
+                 },
+                 [] { return held.shared.reset(), 0; }, nothing, 0, closeRules, kCaptureWork});
     }
 
     // Board functions.
@@ -718,7 +834,8 @@ std::vector<Operation> FailureSweep::operations() {
         ASSERT_EQ(set_aud_in_volume(100), 100);
     };
     const auto gpioRules = [](const char* text) {
-        return std::vector<Rule>{{"*", 0, '-', kCode, text, {{kError, text}}}, {"*", 0, '+', kCode, kQuiet}};
+        return std::vector<Rule>{{"*", 0, '-', kCode, text, {{kError, text}}},
+                                 {"*", 0, '+', kCode, kQuiet}};
     };
     const std::size_t boardFrom = ops.size();
     ops.push_back({"gpio_init", nothing, [] { return gpio_init(5, 1, 0); }, nothing, 0,
@@ -729,7 +846,8 @@ std::vector<Operation> FailureSweep::operations() {
                    gpioRules("get gpio value fail!")});
     ops.push_back({"gpio_set_value", pin, [] { return gpio_set_value(5, 1); }, nothing, 0,
                    gpioRules("set gpio value fail!")});
-    for (std::size_t i = boardFrom; i < ops.size(); ++i) ops[i].file = "src/rts390x/kq_api_shell/rts_api_gpio.cpp";
+    for (std::size_t i = boardFrom; i < ops.size(); ++i)
+        ops[i].file = "src/rts390x/kq_api_shell/rts_api_gpio.cpp";
     static unsigned char buffer[4];
     // Any non-zero result of the board's I2C call is a failure, and a warning.
     const auto i2cRules = [](const char* text) {
@@ -741,24 +859,43 @@ std::vector<Operation> FailureSweep::operations() {
     for (i2c_action_type a : {I2C_ACTION_READ, I2C_ACTION_WRITE}) {
         const std::string what = a == I2C_ACTION_READ ? " read" : " write";
         ops.push_back({"i2c_act_direct" + what, device,
-                       [a] { return i2c_act_direct(a, kDevice, 2, buffer, 4); }, nothing, 0, direct});
+                       [a] { return i2c_act_direct(a, kDevice, 2, buffer, 4); }, nothing, 0,
+                       direct});
         ops.push_back({"i2c_act_register" + what, device,
-                       [a] { return i2c_act_register(a, kDevice, 3, 0, 2, buffer, 4); }, nothing, 0, reg});
+                       [a] { return i2c_act_register(a, kDevice, 3, 0, 2, buffer, 4); }, nothing, 0,
+                       reg});
     }
     for (i2c_action_type a : {I2C_ACTION_SET_BITS, I2C_ACTION_CLEAR_BITS, I2C_ACTION_UPDATE_BITS})
         ops.push_back({"i2c_act_reg_bits " + std::to_string(a), device,
-                       [a] { return i2c_act_reg_bits(a, kDevice, 3, 0, 0x0F, 0x3C); }, nothing, 0, bits});
+                       [a] { return i2c_act_reg_bits(a, kDevice, 3, 0, 0x0F, 0x3C); }, nothing, 0,
+                       bits});
     // A volume getter whose call succeeds without storing a value returns what it preset.
     const std::size_t volumeFrom = ops.size();
-    ops.push_back({"get_aud_out_volume", unmuted, [] { return get_aud_out_volume(); }, nothing, 100,
+    ops.push_back({"get_aud_out_volume",
+                   unmuted,
+                   [] { return get_aud_out_volume(); },
+                   nothing,
+                   100,
                    {{"*", 0, '-', kCode, "get playback volume fail!"}, {"*", 0, '+', -1, kQuiet}}});
-    ops.push_back({"get_aud_in_volume", unmuted, [] { return get_aud_in_volume(); }, nothing, 100,
+    ops.push_back({"get_aud_in_volume",
+                   unmuted,
+                   [] { return get_aud_in_volume(); },
+                   nothing,
+                   100,
                    {{"*", 0, '-', kCode, "get capture volume fail!"}, {"*", 0, '+', -1, kQuiet}}});
-    ops.push_back({"set_aud_out_volume", unmuted, [] { return set_aud_out_volume(50); }, nothing, 50,
+    ops.push_back({"set_aud_out_volume",
+                   unmuted,
+                   [] { return set_aud_out_volume(50); },
+                   nothing,
+                   50,
                    {{"enable_playback_mute", 0, '-', kCode, "enable playback mute fail!"},
                     {"set_playback_volume", 0, '-', kCode, "set playback volume fail!"},
                     {"*", 0, '+', 50, kQuiet}}});
-    ops.push_back({"set_aud_in_volume", unmuted, [] { return set_aud_in_volume(50); }, nothing, 50,
+    ops.push_back({"set_aud_in_volume",
+                   unmuted,
+                   [] { return set_aud_in_volume(50); },
+                   nothing,
+                   50,
                    {{"enable_capture_mute", 0, '-', kCode, "enable capture mute fail!"},
                     {"set_capture_volume", 0, '-', kCode, "set capture volume fail!"},
                     {"*", 0, '+', 50, kQuiet}}});

@@ -31,8 +31,8 @@ protected:
         uint16_t target = 0;
         uint8_t speed = 0;
         EXPECT_EQ(get_ae_auto(&bias, &target, &speed, &metering), 0);
-        return std::to_string(bias) + ", " + std::to_string(target) + ", " +
-               std::to_string(speed) + ", " + std::to_string(metering);
+        return std::to_string(bias) + ", " + std::to_string(target) + ", " + std::to_string(speed) +
+               ", " + std::to_string(metering);
     }
 };
 
@@ -68,10 +68,10 @@ TEST_F(ImageSettingsTest, AutoExposureValuesAreRangeCheckedAndStagedUntilApplied
         int value;
         bool accepted;
     } cases[] = {
-        {KQ_ISP_AE_1, -128, true}, {KQ_ISP_AE_1, 127, true},  {KQ_ISP_AE_1, 128, false},
-        {KQ_ISP_AE_1, -129, false}, {KQ_ISP_AE_2, 65535, true}, {KQ_ISP_AE_2, -1, false},
-        {KQ_ISP_AE_2, 65536, false}, {KQ_ISP_AE_3, 255, true}, {KQ_ISP_AE_3, 256, false},
-        {KQ_ISP_AE_4, 5, true},     {KQ_ISP_AE_4, 6, false},   {KQ_ISP_AE_4, -1, false},
+        {KQ_ISP_AE_1, -128, true},   {KQ_ISP_AE_1, 127, true},   {KQ_ISP_AE_1, 128, false},
+        {KQ_ISP_AE_1, -129, false},  {KQ_ISP_AE_2, 65535, true}, {KQ_ISP_AE_2, -1, false},
+        {KQ_ISP_AE_2, 65536, false}, {KQ_ISP_AE_3, 255, true},   {KQ_ISP_AE_3, 256, false},
+        {KQ_ISP_AE_4, 5, true},      {KQ_ISP_AE_4, 6, false},    {KQ_ISP_AE_4, -1, false},
     };
     for (const auto& c : cases) {
         forgetHistory();
@@ -107,7 +107,8 @@ TEST_F(ImageSettingsTest, IrModeReappliesTheStagedExposureEvenWhenItFails) {
     hostctl::failCall("set_ir_mode", 1, -5);
     EXPECT_EQ(kq_isp_set(KQ_ISP_IR_MODE, 2), -5);
     EXPECT_THAT(hostctl::callTexts(), ElementsAre("set_ir_mode(2)", "set_ae_auto(" + ae + ")"));
-    EXPECT_THAT(logTexts(), ElementsAre("set isp type:16 = 2 fail, ret = -5, Input/output error\n"));
+    EXPECT_THAT(logTexts(),
+                ElementsAre("set isp type:16 = 2 fail, ret = -5, Input/output error\n"));
 
     // The open applies the saved table, with auto exposure inside it at type 16 and again
     // after it.

@@ -50,8 +50,8 @@ TEST_F(LibraryEntryTest, SecondInitIsRefusedAndKeepsTheRunningLibrary) {
 TEST_F(LibraryEntryTest, CallsWithoutAStartedLibraryAreRefusedWithoutPlatformCalls) {
     auto expectRefused = [](const char* function) {
         hostctl::LogRecord record;
-        EXPECT_TRUE(findLog(std::string(function) + ": library not started, kq_init_kq first",
-                            &record))
+        EXPECT_TRUE(
+            findLog(std::string(function) + ": library not started, kq_init_kq first", &record))
             << function;
         EXPECT_EQ(record.level, 4u);
         EXPECT_FALSE(record.file.empty());
@@ -124,19 +124,19 @@ TEST_F(LibraryEntryTest, NotImplementedFunctionsOnlyLogTheirNotice) {
     kq_register_timestamp_callback(nullptr);
 
     EXPECT_THAT(callNames(), IsEmpty());
-    EXPECT_THAT(logTexts(),
-                ElementsAre("kq_encoder_change_fps not implemented!",
-                            "kq_force_keyframe not implemented!", "kq_set_roi not implemented!",
-                            "kq_change_bitrate not implemented!",
-                            "kq_motion_detect_enable not implemented!",
-                            "kq_motion_detect_region_setup not implemented!",
-                            "kq_motion_detect_region_enable not implemented!",
-                            "kq_set_pw_frequency not implemented yet!",
-                            "kq_get_crop_info not implemented yet!",
-                            "kq_get_crop_info_mjpg not implemented yet!",
-                            "kq_get_crop_info_h264 not implemented yet!",
-                            "kq_to_mjpg_crop_size not implemented yet!",
-                            "kq_to_h264_crop_size not implemented yet!"));
+    EXPECT_THAT(
+        logTexts(),
+        ElementsAre("kq_encoder_change_fps not implemented!", "kq_force_keyframe not implemented!",
+                    "kq_set_roi not implemented!", "kq_change_bitrate not implemented!",
+                    "kq_motion_detect_enable not implemented!",
+                    "kq_motion_detect_region_setup not implemented!",
+                    "kq_motion_detect_region_enable not implemented!",
+                    "kq_set_pw_frequency not implemented yet!",
+                    "kq_get_crop_info not implemented yet!",
+                    "kq_get_crop_info_mjpg not implemented yet!",
+                    "kq_get_crop_info_h264 not implemented yet!",
+                    "kq_to_mjpg_crop_size not implemented yet!",
+                    "kq_to_h264_crop_size not implemented yet!"));
     for (const hostctl::LogRecord& r : hostctl::logRecords()) {
         EXPECT_EQ(r.level, 3u);
         EXPECT_TRUE(r.file.empty());
@@ -152,8 +152,7 @@ TEST_F(LibraryEntryTest, ShownRecordsAreEchoedAndEveryRecordIsStored) {
     hostctl::setLogEcho(echo);
     hostctl::setShownLevels(hostctl::kAllLogLevels);
     kq_force_keyframe(0);
-    std::vector<hostctl::LogRecord> shown =
-        hostctl::logRecords(hostctl::LogRecord::Path::Shown);
+    std::vector<hostctl::LogRecord> shown = hostctl::logRecords(hostctl::LogRecord::Path::Shown);
     ASSERT_EQ(shown.size(), 1u);
     EXPECT_EQ(shown[0].text, "kq_force_keyframe not implemented!");
 

@@ -27,8 +27,7 @@ inline std::vector<DrawnText> drawnTexts() {
         std::size_t open = e.args.find('"');
         std::size_t close = e.args.rfind('"');
         DrawnText d{e.args.substr(open + 1, close - open - 1), 0, 0, 0, 0};
-        std::sscanf(e.args.c_str() + close + 1, ", %d, %d, %d, %d", &d.count, &d.x, &d.y,
-                    &d.block);
+        std::sscanf(e.args.c_str() + close + 1, ", %d, %d, %d, %d", &d.count, &d.x, &d.y, &d.block);
         drawn.push_back(d);
     }
     return drawn;
@@ -37,9 +36,7 @@ inline std::vector<DrawnText> drawnTexts() {
 // Where a draw_osd_image() call put its image: its last three arguments.
 struct DrawnImage {
     int x, y, block;
-    bool operator==(const DrawnImage& o) const {
-        return x == o.x && y == o.y && block == o.block;
-    }
+    bool operator==(const DrawnImage& o) const { return x == o.x && y == o.y && block == o.block; }
 };
 
 inline std::ostream& operator<<(std::ostream& out, const DrawnImage& d) {
@@ -50,9 +47,11 @@ inline std::vector<DrawnImage> drawnImages() {
     std::vector<DrawnImage> drawn;
     for (const hostctl::JournalEntry& e : hostctl::calls("draw_osd_image")) {
         std::size_t at = e.args.size();
-        for (int i = 0; i < 3 && at != std::string::npos && at > 0; ++i) at = e.args.rfind(", ", at - 1);
+        for (int i = 0; i < 3 && at != std::string::npos && at > 0; ++i)
+            at = e.args.rfind(", ", at - 1);
         DrawnImage d{-1, -1, -1};
-        if (at != std::string::npos) std::sscanf(e.args.c_str() + at, ", %d, %d, %d", &d.x, &d.y, &d.block);
+        if (at != std::string::npos)
+            std::sscanf(e.args.c_str() + at, ", %d, %d, %d", &d.x, &d.y, &d.block);
         drawn.push_back(d);
     }
     return drawn;

@@ -154,9 +154,9 @@ TEST_F(PcmSinkTest, VolumeFollowsTheSinksOwnMuteFlag) {
     forgetHistory();
     EXPECT_EQ(sink->setVolume(70), 70);
     EXPECT_EQ(sink->getVolume(), 70);
-    EXPECT_THAT(hostctl::callTexts(), ElementsAre("enable_playback_mute(0)",
-                                                  "set_playback_volume(70)",
-                                                  ::testing::StartsWith("get_playback_volume(")));
+    EXPECT_THAT(hostctl::callTexts(),
+                ElementsAre("enable_playback_mute(0)", "set_playback_volume(70)",
+                            ::testing::StartsWith("get_playback_volume(")));
 
     forgetHistory();
     hostctl::failCall("get_playback_volume", 1, -5);
@@ -256,7 +256,8 @@ TEST_F(PcmSinkTest, AFailedDeviceWriteLosesOnlyItsOwnBuffer) {
         ASSERT_TRUE(findLog(f.record, &record));
         EXPECT_EQ(record.level, f.level);
         std::size_t popped = 0;
-        for (const hostctl::JournalEntry& e : hostctl::calls("pop_audio_queue")) popped += e.result == 0;
+        for (const hostctl::JournalEntry& e : hostctl::calls("pop_audio_queue"))
+            popped += e.result == 0;
         EXPECT_EQ(hostctl::calls("rts_av_put_buffer").size(), popped) << "every device buffer back";
 
         writeBuffers(*sink, 8, 16);
@@ -276,9 +277,9 @@ double processCpuSeconds() {
 // spinning worker takes all of a core, a waiting one next to nothing.
 TEST_F(PcmSinkTest, UnplayableParametersGiveASinkWithoutAChannelThatWaitsCheaply) {
     const module::AudioParam refused[] = {
-        {16000, 1, 16, 0}, {0, 1, 16, 20}, {16000, 0, 16, 20}, {16000, 1, 0, 20},
-        {192000, 8, 32, 100},  // 614,400 bytes a buffer
-        {16000, 1, 16, 8000},  // 256,000 bytes a buffer
+        {16000, 1, 16, 0},    {0, 1, 16, 20},       {16000, 0, 16, 20},
+        {16000, 1, 0, 20},    {192000, 8, 32, 100},  // 614,400 bytes a buffer
+        {16000, 1, 16, 8000},                        // 256,000 bytes a buffer
     };
     for (const module::AudioParam& param : refused) {
         SCOPED_TRACE(param.frameMs);
@@ -352,7 +353,9 @@ TEST_F(PcmSinkTest, TheLastHolderDestroysTheSinkWhileOthersStillUseIt) {
     for (int t = 0; t < 3; ++t)
         users.emplace_back([held = sink, t]() mutable {
             for (int i = 0;; ++i) {
-                if (t == 0) held->Write(counting(static_cast<uint32_t>(i) * kSamplesPerBuffer), kFrameBytes);
+                if (t == 0)
+                    held->Write(counting(static_cast<uint32_t>(i) * kSamplesPerBuffer),
+                                kFrameBytes);
                 if (t == 1) held->Flush();
                 if (t == 2) held->setVolume(i % 100);
                 (void)held->JitterMs();

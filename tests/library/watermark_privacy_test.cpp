@@ -95,7 +95,8 @@ TEST_F(OverlayImageTest, LogoIsDrawnOnlyWhenSwitchedOnAndKeepsItsPlaceAcrossAReo
     EXPECT_EQ(kq_watermark_enable(0, 1), 0);
     kq_watermark_setup_position(0, 7);
     EXPECT_EQ(kq_watermark_enable(0, 1), 0);
-    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{5, 5, 1}, DrawnImage{1715, 975, 1}, DrawnImage{1715, 975, 1}));
+    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{5, 5, 1}, DrawnImage{1715, 975, 1},
+                                           DrawnImage{1715, 975, 1}));
     EXPECT_THAT(logTexts(), ElementsAre("calcWatermarkPosition, unknown option: 7"));
 
     // Reopening redraws nothing, and the same image is drawn when switched on again.
@@ -219,8 +220,9 @@ TEST_F(OverlayImageTest, IconThatCannotBeShownStillLeavesTheFrameMasked) {
     ASSERT_EQ(kq_privacy_setup_icon(0, (mFolder + "/big.bmp").c_str()), 0);
     forgetHistory();
     EXPECT_EQ(kq_enable_privacy_mode(0, 1), -1);
-    EXPECT_THAT(logTexts(),
-                ElementsAre("draw privacy icon fail, icon 1300x700 larger than the frame 1280x720"));
+    EXPECT_THAT(
+        logTexts(),
+        ElementsAre("draw privacy icon fail, icon 1300x700 larger than the frame 1280x720"));
     EXPECT_THAT(callNames(), ElementsAre("enable_rect_mask"));
 
     // A refused drawing does not stop the mask either.
@@ -255,7 +257,8 @@ TEST_F(OverlayImageTest, LoadersCheckTheChannelBeforeTheFileAndKeepTheOldIconOnA
     EXPECT_THAT(logTexts(), ElementsAre("get icon file failed!", "get logo file failed!"));
     EXPECT_THAT(callNames(), IsEmpty());
     EXPECT_EQ(kq_enable_privacy_mode(0, 1), 0);
-    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{480, 240, 2})) << "the old icon is still there";
+    EXPECT_THAT(drawnImages(), ElementsAre(DrawnImage{480, 240, 2}))
+        << "the old icon is still there";
 
     // An icon that cannot be made leaves none: privacy then only masks.
     hostctl::failCall("create_osd_image", 1, -12);

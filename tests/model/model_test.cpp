@@ -54,8 +54,8 @@ std::atomic<bool> gFailed{false};
 
 // What a run did, printed at its end so that a run that did nothing shows.
 struct Coverage {
-    std::atomic<long> opens{0}, starts{0}, frames{0}, snapshots{0}, audioObjects{0},
-        framesRead{0}, buffersWritten{0};
+    std::atomic<long> opens{0}, starts{0}, frames{0}, snapshots{0}, audioObjects{0}, framesRead{0},
+        buffersWritten{0};
 } gCoverage;
 
 void fail(const char* format, ...) {
@@ -112,8 +112,8 @@ std::mutex gGraphLock;
 
 int onFrame(const uint8_t*, uint32_t length, uint32_t, uint32_t, uint32_t, uint32_t, void* user) {
     auto* channel = static_cast<ChannelModel*>(user);
-    if (channel->closed) fail("a frame of %u bytes reached channel %d after its close", length,
-                              channel->number);
+    if (channel->closed)
+        fail("a frame of %u bytes reached channel %d after its close", length, channel->number);
     ++gCoverage.frames;
     return 0;
 }
@@ -129,12 +129,15 @@ int onSnapshot(int channel, const uint8_t*, uint32_t length) {
 
 kq_encoder_param randomParam(Random& r) {
     if (r.chance(15))  // refused by the platform, or by the library as an unknown codec
-        return {r.pick<uint32_t>({0, 1, 2, 7}), r.pick<uint32_t>({0, 15, 320, 5000}),
+        return {r.pick<uint32_t>({0, 1, 2, 7}),   r.pick<uint32_t>({0, 15, 320, 5000}),
                 r.pick<uint32_t>({0, 240, 9999}), r.pick<uint32_t>({0, 25, 1000}),
-                r.pick<uint32_t>({0, 262144}), r.pick<uint32_t>({0, 25})};
-    return {r.pick<uint32_t>({KQ_ENC_H264, KQ_ENC_MJPEG}), r.pick<uint32_t>({160, 320}),
-            r.pick<uint32_t>({120, 240}), r.pick<uint32_t>({5, 15, 30}),
-            r.pick<uint32_t>({131072, 524288}), r.pick<uint32_t>({10, 30})};
+                r.pick<uint32_t>({0, 262144}),    r.pick<uint32_t>({0, 25})};
+    return {r.pick<uint32_t>({KQ_ENC_H264, KQ_ENC_MJPEG}),
+            r.pick<uint32_t>({160, 320}),
+            r.pick<uint32_t>({120, 240}),
+            r.pick<uint32_t>({5, 15, 30}),
+            r.pick<uint32_t>({131072, 524288}),
+            r.pick<uint32_t>({10, 30})};
 }
 
 // The graph calls, under the channel's lock and the graph lock.
@@ -145,8 +148,9 @@ void openChannel(ChannelModel& c, Random& r) {
     const int code = kq_open_encoder(c.number, nullParam ? nullptr : &param,
                                      r.chance(80) ? onFrame : nullptr, &c);
     expectCode("kq_open_encoder", code, {KQ_OK, KQ_FAIL});
-    if (code == KQ_OK && (c.open || nullParam)) fail("kq_open_encoder(%d) accepted %s", c.number,
-                                                      c.open ? "an open channel" : "no parameters");
+    if (code == KQ_OK && (c.open || nullParam))
+        fail("kq_open_encoder(%d) accepted %s", c.number,
+             c.open ? "an open channel" : "no parameters");
     if (code == KQ_OK) {
         ++gCoverage.opens;
         c.open = true;
@@ -190,19 +194,26 @@ void overlay(ChannelModel& c, Random& r) {
         case 1: kq_osd_set_position(n, r.below(9) - 1); break;
         case 2: kq_osd_set_color(n, 255, 255, 0, 0, 0, static_cast<uint8_t>(r.below(256))); break;
         case 3:
-            kq_osd_set_format(n, r.pick<const char*>({"%Y-%m-%d %H:%M:%S", "%c %c %c", "", nullptr}));
+            kq_osd_set_format(n,
+                              r.pick<const char*>({"%Y-%m-%d %H:%M:%S", "%c %c %c", "", nullptr}));
             break;
-        case 4: kq_watermark_setup_logo(n, r.pick<const char*>({logo.c_str(), "/no/such.bmp", nullptr})); break;
+        case 4:
+            kq_watermark_setup_logo(n,
+                                    r.pick<const char*>({logo.c_str(), "/no/such.bmp", nullptr}));
+            break;
         case 5: {
-            const int code = kq_privacy_setup_icon(n, r.pick<const char*>({icon.c_str(), "/no/such.bmp"}));
+            const int code =
+                kq_privacy_setup_icon(n, r.pick<const char*>({icon.c_str(), "/no/such.bmp"}));
             expectCode("kq_privacy_setup_icon", code, {0, -1});
             break;
         }
         case 6:
-            if (kq_watermark_enable(n, r.below(2)) > 0) fail("kq_watermark_enable gave a positive code");
+            if (kq_watermark_enable(n, r.below(2)) > 0)
+                fail("kq_watermark_enable gave a positive code");
             break;
         default:
-            if (kq_enable_privacy_mode(n, r.below(2)) > 0) fail("kq_enable_privacy_mode gave a positive code");
+            if (kq_enable_privacy_mode(n, r.below(2)) > 0)
+                fail("kq_enable_privacy_mode gave a positive code");
             break;
     }
 }
@@ -212,8 +223,13 @@ void invalidChannelCall(Random& r) {
     const int n = r.pick({-1, 2, 7, -100000, 0x7fffffff});
     const kq_encoder_param param = randomParam(r);
     switch (r.below(5)) {
-        case 0: expectCode("kq_open_encoder(invalid)", kq_open_encoder(n, &param, onFrame, nullptr), {KQ_INVALID_CHANNEL}); break;
-        case 1: expectCode("kq_start_encoder(invalid)", kq_start_encoder(n), {KQ_INVALID_CHANNEL}); break;
+        case 0:
+            expectCode("kq_open_encoder(invalid)", kq_open_encoder(n, &param, onFrame, nullptr),
+                       {KQ_INVALID_CHANNEL});
+            break;
+        case 1:
+            expectCode("kq_start_encoder(invalid)", kq_start_encoder(n), {KQ_INVALID_CHANNEL});
+            break;
         case 2: expectCode("kq_trigger_snapshot(invalid)", kq_trigger_snapshot(n, 80), {0}); break;
         case 3: kq_close_encoder(n); break;
         default: expectCode("kq_watermark_enable(invalid)", kq_watermark_enable(n, 1), {-1}); break;
@@ -225,10 +241,13 @@ void channelStep(Random& r, unsigned int worker) {
     ChannelModel& c = gChannels[r.chance(80) ? worker % 2 : 1 - worker % 2];
     std::lock_guard<std::mutex> lock(c.lock);
     switch (r.below(10)) {
-        case 0: case 1: return openChannel(c, r);
-        case 2: case 3: return startChannel(c);
+        case 0:
+        case 1: return openChannel(c, r);
+        case 2:
+        case 3: return startChannel(c);
         case 4: return closeChannel(c);
-        case 5: case 6: return snapshot(c, r);
+        case 5:
+        case 6: return snapshot(c, r);
         default: return overlay(c, r);
     }
 }
@@ -256,16 +275,25 @@ void imageOrBoardStep(Random& r, unsigned int) {
         case 1: kq_set_image_flip(r.below(6) - 1); break;
         case 2: {
             uint32_t g[5];
-            code = r.chance(10) ? rts_get_gain(nullptr, g, g, g, g) : rts_get_gain(g, g + 1, g + 2, g + 3, g + 4);
+            code = r.chance(10) ? rts_get_gain(nullptr, g, g, g, g)
+                                : rts_get_gain(g, g + 1, g + 2, g + 3, g + 4);
             if (code > 0) fail("rts_get_gain gave %d", code);
             break;
         }
-        case 3: rts_save_isp_setting(); rts_apply_isp_saved_setting(); break;
-        case 4: code = gpio_init(r.below(40) - 2, r.below(3), r.below(2)); gpio_get_value(r.below(34)); gpio_deinit(r.below(34)); break;
+        case 3:
+            rts_save_isp_setting();
+            rts_apply_isp_saved_setting();
+            break;
+        case 4:
+            code = gpio_init(r.below(40) - 2, r.below(3), r.below(2));
+            gpio_get_value(r.below(34));
+            gpio_deinit(r.below(34));
+            break;
         case 5: {
             unsigned char buffer[8] = {};
             code = i2c_act_register(static_cast<i2c_action_type>(r.below(5)), r.pick({0x36, 0x50}),
-                                    r.below(300), 0, r.below(10) - 1, r.chance(10) ? nullptr : buffer, 8);
+                                    r.below(300), 0, r.below(10) - 1,
+                                    r.chance(10) ? nullptr : buffer, 8);
             if (code > 0) fail("i2c_act_register gave %d", code);
             break;
         }
@@ -299,7 +327,9 @@ std::mutex gAudioLock;
 AudioSlot gAudio[kAudioSlots];
 
 module::AudioParam randomAudioParam(Random& r) {
-    if (r.chance(10)) return {r.pick<uint32_t>({0, 48000}), r.pick<uint8_t>({0, 1}), 16, r.pick<uint16_t>({0, 20})};
+    if (r.chance(10))
+        return {r.pick<uint32_t>({0, 48000}), r.pick<uint8_t>({0, 1}), 16,
+                r.pick<uint16_t>({0, 20})};
     return {r.pick<uint32_t>({16000, 48000}), r.pick<uint8_t>({1, 2}), 16, 20};
 }
 
@@ -307,14 +337,20 @@ AudioSlot makeAudio(Random& r) {
     const module::AudioParam param = randomAudioParam(r);
     AudioSlot made;
     switch (r.below(5)) {
-        case 0: made.sink = module::PcmSink::Create(r.chance(90) ? "speaker" : "/no/such/dir/out.wav", param); break;
-        case 1: made.source = module::PcmSource::Create(r.chance(90) ? "mic" : "/no/such.wav", param); break;
+        case 0:
+            made.sink =
+                module::PcmSink::Create(r.chance(90) ? "speaker" : "/no/such/dir/out.wav", param);
+            break;
+        case 1:
+            made.source = module::PcmSource::Create(r.chance(90) ? "mic" : "/no/such.wav", param);
+            break;
         case 2: made.source = module::AacSource::Create("mic", param); break;
         default: {
             made.multi = module::MultiAudioSourceAacPcm::Create("mic", param);
             if (made.multi && r.chance(70))
                 made.source = made.multi->CreateSharedSource(
-                    r.chance(50) ? module::I_SourceFactory::CODEC_AAC : module::I_SourceFactory::CODEC_PCM);
+                    r.chance(50) ? module::I_SourceFactory::CODEC_AAC
+                                 : module::I_SourceFactory::CODEC_PCM);
         }
     }
     if (!made.sink && !made.source && !made.multi) fail("an audio Create returned no object");
@@ -392,7 +428,8 @@ struct Budget {
 // Calls the library may meet before kq_init_kq() or after kq_uninit().
 void callWhileStopped(Random& r) {
     const kq_encoder_param param = randomParam(r);
-    expectCode("kq_open_encoder before start", kq_open_encoder(r.below(2), &param, onFrame, nullptr), {KQ_FAIL});
+    expectCode("kq_open_encoder before start",
+               kq_open_encoder(r.below(2), &param, onFrame, nullptr), {KQ_FAIL});
     expectCode("kq_start_encoder before start", kq_start_encoder(r.below(2)), {KQ_FAIL});
     expectCode("kq_poll_frame before start", kq_poll_frame(0), {0});
     expectCode("kq_trigger_snapshot before start", kq_trigger_snapshot(r.below(2), 80), {-16});
@@ -451,9 +488,12 @@ void checkNothingLeft(std::size_t threadsBefore) {
         for (AudioSlot& slot : gAudio) slot = AudioSlot{};
     }
     hostctl::waitCallbacksIdle();
-    if (hostctl::liveChannelCount() != 0) fail("%d platform channels left", hostctl::liveChannelCount());
-    if (hostctl::platformInitCount() != 0) fail("%d platform inits left", hostctl::platformInitCount());
-    if (hostctl::aacEncoderPacks() != 0) fail("%d AAC encoder packs left", hostctl::aacEncoderPacks());
+    if (hostctl::liveChannelCount() != 0)
+        fail("%d platform channels left", hostctl::liveChannelCount());
+    if (hostctl::platformInitCount() != 0)
+        fail("%d platform inits left", hostctl::platformInitCount());
+    if (hostctl::aacEncoderPacks() != 0)
+        fail("%d AAC encoder packs left", hostctl::aacEncoderPacks());
     const std::size_t threads = settledTaskCount(threadsBefore);
     if (threads != threadsBefore)
         fail("%zu threads at the end (%s), %zu at the start", threads, threadNames().c_str(),
@@ -484,10 +524,14 @@ bool parse(int argc, char** argv, Options* options) {
     for (int i = 1; i + 1 < argc; i += 2) {
         const std::string flag = argv[i];
         const long long value = std::atoll(argv[i + 1]);
-        if (flag == "--seed") options->seed = static_cast<uint64_t>(value);
-        else if (flag == "--steps") options->steps = static_cast<long>(value);
-        else if (flag == "--seconds") options->seconds = static_cast<long>(value);
-        else return false;
+        if (flag == "--seed")
+            options->seed = static_cast<uint64_t>(value);
+        else if (flag == "--steps")
+            options->steps = static_cast<long>(value);
+        else if (flag == "--seconds")
+            options->seconds = static_cast<long>(value);
+        else
+            return false;
     }
     return argc % 2 == 1;
 }
@@ -514,8 +558,9 @@ int main(int argc, char** argv) {
     takeFirstSnapshot();
     const std::size_t threadsBefore = settledTaskCount(2);
     const auto start = Clock::now();
-    Budget budget{{options.steps},
-                  options.seconds ? start + std::chrono::seconds(options.seconds) : Clock::time_point::max()};
+    Budget budget{
+        {options.steps},
+        options.seconds ? start + std::chrono::seconds(options.seconds) : Clock::time_point::max()};
     Random coordinator(gSeed, 99);
     uint64_t phase = 0;
     for (; budget.left > 0 && Clock::now() < budget.until && !gFailed; ++phase) {
@@ -533,13 +578,14 @@ int main(int argc, char** argv) {
     checkNothingLeft(threadsBefore);
     const long done = options.steps - std::max(0L, budget.left.load());
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
-    std::printf("model: %s, seed %llu: %ld steps in %llu phases, %.1f s; %ld opens, %ld starts, "
-                "%ld frames, %ld snapshots, %ld audio objects, %ld frames read, %ld buffers "
-                "written\n",
-                gFailed ? "FAILED" : "passed", static_cast<unsigned long long>(gSeed), done,
-                static_cast<unsigned long long>(phase), seconds, gCoverage.opens.load(),
-                gCoverage.starts.load(), gCoverage.frames.load(), gCoverage.snapshots.load(),
-                gCoverage.audioObjects.load(), gCoverage.framesRead.load(),
-                gCoverage.buffersWritten.load());
+    std::printf(
+        "model: %s, seed %llu: %ld steps in %llu phases, %.1f s; %ld opens, %ld starts, "
+        "%ld frames, %ld snapshots, %ld audio objects, %ld frames read, %ld buffers "
+        "written\n",
+        gFailed ? "FAILED" : "passed", static_cast<unsigned long long>(gSeed), done,
+        static_cast<unsigned long long>(phase), seconds, gCoverage.opens.load(),
+        gCoverage.starts.load(), gCoverage.frames.load(), gCoverage.snapshots.load(),
+        gCoverage.audioObjects.load(), gCoverage.framesRead.load(),
+        gCoverage.buffersWritten.load());
     return gFailed ? 1 : 0;
 }

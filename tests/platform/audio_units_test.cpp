@@ -147,18 +147,28 @@ TEST(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
     } names[] = {
         {"spk", {kBuiltin, 0}, {kBuiltin, 0}, {}},
         {dir + "/in.wav", {kFile, 0}, {kFile, 0}, {}},
-        {dir + "/IN.WAV", {kFile, 0}, {kRefused, -ENOENT},
+        {dir + "/IN.WAV",
+         {kFile, 0},
+         {kRefused, -ENOENT},
          {"host: microphone \"" + dir + "/IN.WAV\" refused: No such file or directory"}},
-        {dir + "/no/such/folder.wav", {kRefused, -ENOENT}, {kRefused, -ENOENT},
+        {dir + "/no/such/folder.wav",
+         {kRefused, -ENOENT},
+         {kRefused, -ENOENT},
          {"host: microphone \"" + dir + "/no/such/folder.wav\" refused: No such file or directory",
           "host: speaker \"" + dir + "/no/such/folder.wav\" refused: No such file or directory"}},
-        {dir + "/in.wa", {kRefused, -EINVAL}, {kRefused, -EINVAL},
+        {dir + "/in.wa",
+         {kRefused, -EINVAL},
+         {kRefused, -EINVAL},
          {"host: microphone \"" + dir + "/in.wa\" refused: a file name must end in \".wav\"",
           "host: speaker \"" + dir + "/in.wa\" refused: a file name must end in \".wav\""}},
-        {cut, {kRefused, -EINVAL}, {kRefused, -EINVAL},
+        {cut,
+         {kRefused, -EINVAL},
+         {kRefused, -EINVAL},
          {"host: microphone \"" + cut + "\" refused: a file name must end in \".wav\"" + note,
           "host: speaker \"" + cut + "\" refused: a file name must end in \".wav\"" + note}},
-        {cutBuiltin, {kBuiltin, 0}, {kBuiltin, 0},
+        {cutBuiltin,
+         {kBuiltin, 0},
+         {kBuiltin, 0},
          {"host: microphone \"" + cutBuiltin + "\" is the built-in microphone" + note,
           "host: speaker \"" + cutBuiltin + "\" is the built-in speaker" + note}},
     };
@@ -171,7 +181,8 @@ TEST(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
         EXPECT_EQ(speaker == nullptr, n.speaker.kind == kRefused);
         EXPECT_EQ(microphone == nullptr, n.microphone.kind == kRefused);
         EXPECT_EQ(dynamic_cast<WavFileOutput*>(speaker.get()) != nullptr, n.speaker.kind == kFile);
-        EXPECT_EQ(dynamic_cast<MemoryOutput*>(speaker.get()) != nullptr, n.speaker.kind == kBuiltin);
+        EXPECT_EQ(dynamic_cast<MemoryOutput*>(speaker.get()) != nullptr,
+                  n.speaker.kind == kBuiltin);
         EXPECT_EQ(dynamic_cast<WavFileInput*>(microphone.get()) != nullptr,
                   n.microphone.kind == kFile);
         EXPECT_EQ(dynamic_cast<ToneInput*>(microphone.get()) != nullptr,

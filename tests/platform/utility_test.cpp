@@ -67,7 +67,10 @@ TEST(DataQueueTest, EntriesAreCopiesAndBadInputQueuesNothing) {
 
     auto lying = std::make_shared<Buf>();
     lying->size = 4;  // claims bytes without a block
-    for (auto [source, len] : {std::pair{buf, 0u}, {buf, 6u}, {nullptr, 1u}, {lying, 4u},
+    for (auto [source, len] : {std::pair{buf, 0u},
+                               {buf, 6u},
+                               {nullptr, 1u},
+                               {lying, 4u},
                                {frame("0123456789"), 9u}})  // beyond the byte limit
         EXPECT_EQ(queue.Write(source, len), 0) << len;
     EXPECT_EQ(queue.Size(), 0u);
@@ -146,17 +149,18 @@ TEST(FiberTest, RunsCallbacksAndLoopOnANamedWorkerUntilDestroyed) {
     std::vector<std::string> events;  // written by the worker, read after the join
     char name[16] = {};
     {
-        Fiber fiber("a-rather-long-worker-name",
-                    [&](std::atomic<bool>& stop) {
-                        pthread_getname_np(pthread_self(), name, sizeof(name));
-                        while (!stop) Fiber::SleepMs(1);
-                        events.push_back("loop saw stop");
-                    },
-                    [&, gate = checked.get_future().share()] {
-                        gate.wait();  // the loop has not started yet
-                        events.push_back("start");
-                    },
-                    [&] { events.push_back("stop"); });
+        Fiber fiber(
+            "a-rather-long-worker-name",
+            [&](std::atomic<bool>& stop) {
+                pthread_getname_np(pthread_self(), name, sizeof(name));
+                while (!stop) Fiber::SleepMs(1);
+                events.push_back("loop saw stop");
+            },
+            [&, gate = checked.get_future().share()] {
+                gate.wait();  // the loop has not started yet
+                events.push_back("start");
+            },
+            [&] { events.push_back("stop"); });
         EXPECT_TRUE(fiber.IsRunning());
         checked.set_value();
         Fiber::SleepMs(20);

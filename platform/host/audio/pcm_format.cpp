@@ -10,8 +10,8 @@ std::size_t PcmFormat::bytesFor(std::chrono::nanoseconds duration) const {
 bool checkFormat(const PcmFormat& format, log::FieldCheck& check) {
     const uint32_t bits = format.bitsPerSample;
     return check
-        .require(format.rate >= kMinRate && format.rate <= kMaxRate,
-                 "rate %u refused: %u to %u Hz", format.rate, kMinRate, kMaxRate)
+        .require(format.rate >= kMinRate && format.rate <= kMaxRate, "rate %u refused: %u to %u Hz",
+                 format.rate, kMinRate, kMaxRate)
         .require(format.channels >= 1 && format.channels <= kMaxChannels,
                  "channels %u refused: 1 to %u", format.channels, kMaxChannels)
         .require(bits == 8 || bits == 16 || bits == 24 || bits == 32,

@@ -19,8 +19,8 @@ int openAlsa(const std::string& pcmName, const PcmFormat& format,
 #else
     (void)format;
     (void)input;
-    return refuseDevice(kMicrophone, "alsa:" + pcmName,
-                        "this host platform is built without ALSA", -ENOTSUP);
+    return refuseDevice(kMicrophone, "alsa:" + pcmName, "this host platform is built without ALSA",
+                        -ENOTSUP);
 #endif
 }
 

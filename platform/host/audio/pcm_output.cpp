@@ -31,9 +31,9 @@ int openPcmOutput(const std::string& name, const PcmFormat& format,
     DeviceName device;
     if (int rc = parseDeviceName(name, kSpeaker, &device); rc != 0) return rc;
     switch (device.kind) {
-    case DeviceKind::Alsa: return openAlsa(device.target, format, output);
-    case DeviceKind::WavFile: return WavFileOutput::open(device.target, format, output);
-    case DeviceKind::Builtin: break;
+        case DeviceKind::Alsa: return openAlsa(device.target, format, output);
+        case DeviceKind::WavFile: return WavFileOutput::open(device.target, format, output);
+        case DeviceKind::Builtin: break;
     }
     output->reset(new MemoryOutput(format));
     return 0;

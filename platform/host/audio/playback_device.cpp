@@ -37,8 +37,7 @@ int PlaybackDevice::open(const std::string& name, const PcmFormat& format, std::
                          GainSource gain, std::unique_ptr<PlaybackDevice>* device) {
     std::unique_ptr<PcmOutput> output;
     if (int rc = openPcmOutput(name, format, &output); rc != 0) return rc;
-    device->reset(
-        new PlaybackDevice(format, std::move(label), std::move(gain), std::move(output)));
+    device->reset(new PlaybackDevice(format, std::move(label), std::move(gain), std::move(output)));
     return 0;
 }
 

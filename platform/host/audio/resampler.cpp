@@ -62,8 +62,8 @@ int Resampler::create(const PcmFormat& from, const PcmFormat& to,
     AVSampleFormat inFormat = sampleFormatOf(from.bitsPerSample);
     AVSampleFormat outFormat = sampleFormatOf(to.bitsPerSample);
     if (inFormat == AV_SAMPLE_FMT_NONE || outFormat == AV_SAMPLE_FMT_NONE ||
-        from.channels > kMaxChannels || to.channels > kMaxChannels ||
-        from.channels == 0 || to.channels == 0)
+        from.channels > kMaxChannels || to.channels > kMaxChannels || from.channels == 0 ||
+        to.channels == 0)
         return -EINVAL;
     AVChannelLayout inLayout, outLayout;
     av_channel_layout_default(&inLayout, static_cast<int>(from.channels));

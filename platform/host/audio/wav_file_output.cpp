@@ -13,10 +13,10 @@ namespace {
 
 int subtypeOf(uint32_t bitsPerSample) {
     switch (bitsPerSample) {
-    case 8: return SF_FORMAT_PCM_U8;  // WAV's 8-bit PCM is unsigned, as the samples are
-    case 16: return SF_FORMAT_PCM_16;
-    case 24: return SF_FORMAT_PCM_24;
-    default: return SF_FORMAT_PCM_32;
+        case 8: return SF_FORMAT_PCM_U8;  // WAV's 8-bit PCM is unsigned, as the samples are
+        case 16: return SF_FORMAT_PCM_16;
+        case 24: return SF_FORMAT_PCM_24;
+        default: return SF_FORMAT_PCM_32;
     }
 }
 

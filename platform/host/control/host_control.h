@@ -64,7 +64,7 @@ struct LogRecord {
     unsigned int module;
     std::string file;  // empty when the record had none
     unsigned int line;
-    std::string text;  // the formatted text, trailing newline included
+    std::string text;    // the formatted text, trailing newline included
     std::string format;  // the format string the log call was given
 
     // One readable line: "error src/rts390x/kq_api_shell/rts_api.cpp:42 given ch[2] not vaild!"
@@ -191,8 +191,7 @@ ChannelStats channelStats(int chn);
 int scriptChannel(int chn, bool scripted);
 // Makes channel `chn` produce a buffer with these bytes, timestamp and flags, as if it
 // had encoded them; -EPERM while the channel is disabled.
-int pushBuffer(int chn, const std::vector<uint8_t>& bytes, uint64_t timestampUs,
-               uint32_t flags);
+int pushBuffer(int chn, const std::vector<uint8_t>& bytes, uint64_t timestampUs, uint32_t flags);
 // Waits until every one-shot callback handed out has run.
 void waitCallbacksIdle();
 // How many rts_av_init() are not yet paired with a release.
@@ -213,12 +212,12 @@ int platformInitCount();
 // A capture channel captures from rts_av_enable_chn() until it is disabled or destroyed.
 // Its microphone: a WAV file played in a loop (its rate and channel count must be the
 // channel's, else -EINVAL), ALSA, or a sine tone of kCaptureToneHz at kCaptureToneLevel
-// of full scale (-12 dBFS) in every channel. It delivers one buffer per kCapturePeriodMs, stamped with
-// its first sample's time on the monotonic clock, through the resample channels bound
-// to it (formats converted with libswresample, equal formats passed on untouched) to
-// the encode channels, at the support library's capture volume. An encode channel
-// delivers PCM of its profile's format only: enabling one fed another format fails with
-// -EINVAL, and buffers that reach it in another format later are counted as dropped.
+// of full scale (-12 dBFS) in every channel. It delivers one buffer per kCapturePeriodMs, stamped
+// with its first sample's time on the monotonic clock, through the resample channels bound to it
+// (formats converted with libswresample, equal formats passed on untouched) to the encode channels,
+// at the support library's capture volume. An encode channel delivers PCM of its profile's format
+// only: enabling one fed another format fails with -EINVAL, and buffers that reach it in another
+// format later are counted as dropped.
 constexpr unsigned int kCapturePeriodMs = 20;
 constexpr unsigned int kCaptureToneHz = 1000;
 constexpr double kCaptureToneLevel = 0.25;

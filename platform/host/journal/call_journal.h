@@ -62,8 +62,10 @@ inline std::string arg(const void* p) {
 inline std::string arg(const char* text) { return text ? "\"" + std::string(text) + "\"" : "null"; }
 template <typename T, typename = std::enable_if_t<std::is_arithmetic<T>::value>>
 std::string arg(T value) {
-    if constexpr (sizeof(T) == 1) return std::to_string(static_cast<int>(value));
-    else return std::to_string(value);
+    if constexpr (sizeof(T) == 1)
+        return std::to_string(static_cast<int>(value));
+    else
+        return std::to_string(value);
 }
 
 inline std::string args() { return {}; }

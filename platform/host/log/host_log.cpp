@@ -12,7 +12,8 @@ void vreport(unsigned int level, const char* format, va_list args) {
     using Path = hostctl::LogRecord::Path;
     // The shown copy is dropped unless its level is shown.
     host::log::storeRecord({Path::Shown, level, hostctl::kHostLogModule, "", 0, text, {}});
-    host::log::storeRecord({Path::Stored, level, hostctl::kHostLogModule, "", 0, std::move(text), {}});
+    host::log::storeRecord(
+        {Path::Stored, level, hostctl::kHostLogModule, "", 0, std::move(text), {}});
 }
 
 }  // namespace

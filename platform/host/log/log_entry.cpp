@@ -3,13 +3,13 @@
 #include <cstdio>
 #include <string>
 
-#include "log/log_store.h"
 #include "log/host_log.h"
+#include "log/log_store.h"
 
 namespace {
 
-void store(hostctl::LogRecord::Path path, unsigned int level, unsigned int module,
-           const char* file, unsigned int line, std::string text, const char* format) {
+void store(hostctl::LogRecord::Path path, unsigned int level, unsigned int module, const char* file,
+           unsigned int line, std::string text, const char* format) {
     host::log::storeRecord(
         {path, level, module, file ? file : "", line, std::move(text), format ? format : ""});
 }

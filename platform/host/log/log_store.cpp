@@ -75,11 +75,11 @@ LogState& state() {
 
 const char* levelName(unsigned int level) {
     switch (level) {
-    case 1: return "debug";
-    case 2: return "info ";
-    case 3: return "warn ";
-    case 4: return "error";
-    default: return "?    ";
+        case 1: return "debug";
+        case 2: return "info ";
+        case 3: return "warn ";
+        case 4: return "error";
+        default: return "?    ";
     }
 }
 

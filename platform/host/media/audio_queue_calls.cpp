@@ -4,8 +4,8 @@
 // whatever became of its platform start.
 #include <cerrno>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 #include "media/media_platform.h"
 

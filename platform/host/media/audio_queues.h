@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "camera_support.h"
-#include "media/buffer_pool.h"
 #include "journal/id_table.h"
+#include "media/buffer_pool.h"
 
 namespace host::media {
 

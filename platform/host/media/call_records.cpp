@@ -26,8 +26,7 @@ std::string recordText(const rts_audio_attr* attr) {
     if (!attr) return hostctl::arg(attr);
     // The name need not be terminated; never read past its 64 bytes.
     std::string node(attr->dev_node, strnlen(attr->dev_node, sizeof attr->dev_node));
-    return hostctl::record(node.c_str(), attr->format, attr->channels, attr->rate,
-                           attr->reserved);
+    return hostctl::record(node.c_str(), attr->format, attr->channels, attr->rate, attr->reserved);
 }
 
 std::string recordText(const rts_av_profile* profile) {

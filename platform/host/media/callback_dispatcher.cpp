@@ -39,9 +39,8 @@ void CallbackDispatcher::cancel(Lock& lock, int chn) {
         it = mQueue.erase(it);
     }
     if (std::this_thread::get_id() == mThreadId) return;
-    mChanged.wait(lock, [&] {
-        return mRunning == kNoChannel || (chn != kNoChannel && mRunning != chn);
-    });
+    mChanged.wait(lock,
+                  [&] { return mRunning == kNoChannel || (chn != kNoChannel && mRunning != chn); });
 }
 
 void CallbackDispatcher::waitIdle(Lock& lock) {

@@ -7,8 +7,8 @@
 #include "audio/capture_period.h"
 #include "audio/sample_gain.h"
 #include "log/host_log.h"
-#include "media/stream_sink.h"
 #include "media/monotonic_clock.h"
+#include "media/stream_sink.h"
 #include "media/volume_gains.h"
 
 namespace host::media {
@@ -32,8 +32,8 @@ int CaptureStream::open(StreamSink& sink, int captureChannel, const rts_audio_at
     return 0;
 }
 
-CaptureStream::CaptureStream(StreamSink& sink, int captureChannel,
-                             const audio::PcmFormat& format, std::unique_ptr<audio::PcmInput> input)
+CaptureStream::CaptureStream(StreamSink& sink, int captureChannel, const audio::PcmFormat& format,
+                             std::unique_ptr<audio::PcmInput> input)
     : mSink(sink),
       mChannel(captureChannel),
       mFormat(format),

@@ -24,15 +24,14 @@ constexpr uint32_t kMaxAudioBitrate = audio::kMaxRate * 32 * audio::kMaxChannels
 // NV12 halves both sides for its chroma plane, so odd sizes cannot be laid out.
 FieldCheck& requireFrameSide(FieldCheck& check, const char* side, uint32_t pixels) {
     return check.require(pixels >= kMinFrameSide && pixels <= kMaxFrameSide && pixels % 2 == 0,
-                         "%s %u refused: even %ss of %u to %u", side, pixels, side,
-                         kMinFrameSide, kMaxFrameSide);
+                         "%s %u refused: even %ss of %u to %u", side, pixels, side, kMinFrameSide,
+                         kMaxFrameSide);
 }
 
 // A name of 1 to 63 characters, terminated within its 64 bytes.
 bool checkDeviceName(const rts_audio_attr& attr, FieldCheck& check) {
     std::size_t length = strnlen(attr.dev_node, sizeof attr.dev_node);
-    return check
-        .require(length > 0, "empty device name refused")
+    return check.require(length > 0, "empty device name refused")
         .require(length < sizeof attr.dev_node,
                  "device name refused: not terminated within its %zu bytes", sizeof attr.dev_node)
         .passed();
@@ -76,8 +75,9 @@ std::optional<ChannelConfig> makeAudioAttrConfig(const char* call, const rts_aud
 std::optional<ChannelConfig> makeIspConfig(const rts_isp_attr* attr) {
     FieldCheck check("rts_av_create_isp_chn");
     if (!check.require(attr, "null attributes refused").passed()) return std::nullopt;
-    check.require(attr->bufferCount >= 1 && attr->bufferCount <= kMaxIspBuffers,
-                  "buffer count %u refused: 1 to %u", attr->bufferCount, kMaxIspBuffers)
+    check
+        .require(attr->bufferCount >= 1 && attr->bufferCount <= kMaxIspBuffers,
+                 "buffer count %u refused: 1 to %u", attr->bufferCount, kMaxIspBuffers)
         .require(attr->mode <= 1, "mode %u refused: 0 (video) or 1 (still pictures)", attr->mode);
     if (!check.passed()) return std::nullopt;
     return *attr;
@@ -120,8 +120,9 @@ std::optional<ChannelConfig> makeResampleConfig(uint32_t rate, uint32_t bitsPerS
 
 std::optional<ChannelConfig> makeAudioEncodeConfig(int type, uint32_t bitrate) {
     FieldCheck check("rts_av_create_audio_encode_chn");
-    check.require(type == RTS_AUDIO_ENCODE_PCM, "type %d refused: PCM (%d)", type,
-                  RTS_AUDIO_ENCODE_PCM)
+    check
+        .require(type == RTS_AUDIO_ENCODE_PCM, "type %d refused: PCM (%d)", type,
+                 RTS_AUDIO_ENCODE_PCM)
         .require(bitrate <= kMaxAudioBitrate, "bitrate %u refused: 0 (from the input) to %u bit/s",
                  bitrate, kMaxAudioBitrate);
     if (!check.passed()) return std::nullopt;
@@ -136,9 +137,12 @@ std::size_t queueDepth(ChannelKind kind, const ChannelConfig& config) {
 
 bool validProfile(ChannelKind kind, const rts_av_profile& profile, FieldCheck& check) {
     switch (kind) {
-    case ChannelKind::Isp: return checkVideoProfile(profile, check);
-    case ChannelKind::AudioEncode: return checkAudioProfile(profile, check);
-    default: return check.require(false, "profile refused: only image and audio encode channels take one").passed();
+        case ChannelKind::Isp: return checkVideoProfile(profile, check);
+        case ChannelKind::AudioEncode: return checkAudioProfile(profile, check);
+        default:
+            return check
+                .require(false, "profile refused: only image and audio encode channels take one")
+                .passed();
     }
 }
 

@@ -17,14 +17,14 @@ struct KindTraits {
 constexpr KindTraits kTraits[] = {
     // takes    needs    needs   delivers accepts
     // profile  profile  source  buffers  buffers
-    {true,      true,    false,  false,   false},  // isp
-    {false,     false,   true,   false,   false},  // osd
-    {false,     false,   true,   true,    false},  // h264
-    {false,     false,   true,   true,    false},  // mjpeg
-    {false,     false,   false,  true,    false},  // audio capture
-    {false,     false,   false,  false,   true},   // audio playback
-    {false,     false,   true,   true,    false},  // audio resample
-    {true,      false,   true,   true,    false},  // audio encode
+    {true, true, false, false, false},   // isp
+    {false, false, true, false, false},  // osd
+    {false, false, true, true, false},   // h264
+    {false, false, true, true, false},   // mjpeg
+    {false, false, false, true, false},  // audio capture
+    {false, false, false, false, true},  // audio playback
+    {false, false, true, true, false},   // audio resample
+    {true, false, true, true, false},    // audio encode
 };
 
 static_assert(sizeof(kTraits) / sizeof(kTraits[0]) ==

@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "media/channel_kind.h"
 #include "journal/id_table.h"
+#include "media/channel_kind.h"
 
 namespace host::media {
 

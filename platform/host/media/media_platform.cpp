@@ -24,15 +24,13 @@ int MediaPlatform::release() {
 }
 
 int MediaPlatform::create(ChannelKind kind, std::optional<ChannelConfig> config) {
-    return whenInitialised([&] {
-        return config ? mChannels.add(kind, std::move(*config)) : -EINVAL;
-    });
+    return whenInitialised(
+        [&] { return config ? mChannels.add(kind, std::move(*config)) : -EINVAL; });
 }
 
 int MediaPlatform::setProfile(int chn, const rts_av_profile* profile) {
-    return withChannel(chn, [profile](Channel& c) {
-        return profile ? c.setProfile(*profile) : -EINVAL;
-    });
+    return withChannel(
+        chn, [profile](Channel& c) { return profile ? c.setProfile(*profile) : -EINVAL; });
 }
 
 int MediaPlatform::bind(int src, int dst) {

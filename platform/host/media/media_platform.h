@@ -157,8 +157,8 @@ private:
     // Takes the channel's video and capture streams out of service.
     void stopStreams(int chn, OutOfService& out);
     // Gives a buffer channel `chn` made to its queue and its armed callback.
-    void handOut(int chn, Channel& c, const uint8_t* data, std::size_t length,
-                 uint64_t timestampUs, uint32_t flags);
+    void handOut(int chn, Channel& c, const uint8_t* data, std::size_t length, uint64_t timestampUs,
+                 uint32_t flags);
     int giveBack(rts_av_buffer* buffer);
     // Keeps the channel's buffer pool while buffers of it are still out.
     void retirePool(Channel& c);

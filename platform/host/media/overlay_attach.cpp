@@ -12,20 +12,22 @@
 using host::journaled;
 using host::media::media;
 using host::support::maskPacks;
-using host::support::OsdPackState;
 using host::support::osdPacks;
+using host::support::OsdPackState;
 using host::support::validPackSide;
 
 extern "C" {
 
 int set_default_osd_attr(struct osd_pack* pack, int osd_chn) {
-    return journaled("set_default_osd_attr", [&] { return hostctl::args(pack, osd_chn); }, [=] {
-        return osdPacks().with(pack, [=](uint32_t id, OsdPackState& state) {
-            int rc = media().attachOverlay(osd_chn, id);
-            if (rc == 0) host::support::copyColor(state, *pack);
-            return rc;
+    return journaled(
+        "set_default_osd_attr", [&] { return hostctl::args(pack, osd_chn); },
+        [=] {
+            return osdPacks().with(pack, [=](uint32_t id, OsdPackState& state) {
+                int rc = media().attachOverlay(osd_chn, id);
+                if (rc == 0) host::support::copyColor(state, *pack);
+                return rc;
+            });
         });
-    });
 }
 
 int init_mask_pack(struct mask_pack* pack, uint32_t width, uint32_t height) {

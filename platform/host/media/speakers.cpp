@@ -9,9 +9,9 @@ namespace host::media {
 
 int Speakers::open(int chn, const rts_audio_attr& attr, OutOfService& out) {
     std::unique_ptr<audio::PlaybackDevice> device;
-    int rc = audio::PlaybackDevice::open(attr.dev_node, {attr.rate, attr.format, attr.channels},
-                                         "playback chn " + std::to_string(chn), playbackGain,
-                                         &device);
+    int rc =
+        audio::PlaybackDevice::open(attr.dev_node, {attr.rate, attr.format, attr.channels},
+                                    "playback chn " + std::to_string(chn), playbackGain, &device);
     if (rc != 0) return rc;
     Speaker& slot = mSpeakers[chn];
     if (slot) out.speakers.push_back(std::move(slot));

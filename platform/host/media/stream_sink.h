@@ -23,8 +23,8 @@ public:
     virtual bool captureRouteOf(int capture, CaptureRoute* route) = 0;
     // Hands a buffer channel `chn` made to its reader and its armed callback; a channel
     // that nobody takes from any more gets nothing.
-    virtual void publish(int chn, const uint8_t* data, std::size_t length,
-                         uint64_t timestampUs, uint32_t flags) = 0;
+    virtual void publish(int chn, const uint8_t* data, std::size_t length, uint64_t timestampUs,
+                         uint32_t flags) = 0;
     // A buffer the channel failed to make.
     virtual void countDropped(int chn) = 0;
 };

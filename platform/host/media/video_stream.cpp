@@ -2,9 +2,9 @@
 
 #include <cerrno>
 
-#include "media/stream_sink.h"
 #include "media/monotonic_clock.h"
 #include "media/picture_look.h"
+#include "media/stream_sink.h"
 #include "support/overlay_drawing.h"
 
 namespace host::media {

@@ -24,9 +24,9 @@
 #include <utility>
 #include <vector>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
 #include "control/host_control.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 #include "support/aac_packs.h"
 
@@ -123,7 +123,6 @@ std::shared_ptr<AacPack> findPack(aac_encoder_pack* pack) {
     });
     return found;
 }
-
 
 int clearPack(aac_encoder_pack* pack) {
     std::shared_ptr<AacPack> found = findPack(pack);

@@ -6,8 +6,8 @@
 #include <cerrno>
 #include <mutex>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 
 namespace host::support {

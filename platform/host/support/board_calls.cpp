@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 #include "support/gpio_pins.h"
 #include "support/i2c_devices.h"

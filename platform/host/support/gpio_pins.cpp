@@ -26,8 +26,8 @@ GpioPins::Pin* GpioPins::find(int gpio, int bank) {
 
 int GpioPins::noSuchPin(const char* call, int gpio, int bank) {
     return refuse(call, gpio, bank, -ENODEV,
-                  "the board has pins 0 to " + std::to_string(kPinsPerBank - 1) + " in banks 0 to " +
-                      std::to_string(kBanks - 1));
+                  "the board has pins 0 to " + std::to_string(kPinsPerBank - 1) +
+                      " in banks 0 to " + std::to_string(kBanks - 1));
 }
 
 int GpioPins::init(int gpio, int bank, int direction, int value) {

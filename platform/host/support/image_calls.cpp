@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <string>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 #include "support/image_settings.h"
 
@@ -15,17 +15,20 @@ namespace {
 
 int setValue(ImageSetting setting, int value) {
     std::string function = std::string("set_") + host::support::settingName(setting);
-    return journaled(function.c_str(), [&] { return hostctl::args(value); },
-                     [=] { return host::support::setImageSetting(setting, value); });
+    return journaled(
+        function.c_str(), [&] { return hostctl::args(value); },
+        [=] { return host::support::setImageSetting(setting, value); });
 }
 
 int getValue(ImageSetting setting, int* value) {
     std::string function = std::string("get_") + host::support::settingName(setting);
-    return journaled(function.c_str(), [&] { return hostctl::args(value); }, [=] {
-        if (!value) return -EINVAL;
-        *value = host::support::imageSettings()[setting];
-        return 0;
-    });
+    return journaled(
+        function.c_str(), [&] { return hostctl::args(value); },
+        [=] {
+            if (!value) return -EINVAL;
+            *value = host::support::imageSettings()[setting];
+            return 0;
+        });
 }
 
 }  // namespace
@@ -72,38 +75,47 @@ int set_noise_reduct(int value) { return setValue(ImageSetting::NoiseReduct, val
 int get_noise_reduct(int* value) { return getValue(ImageSetting::NoiseReduct, value); }
 
 int get_ae_auto(int32_t* bias, uint16_t* target, uint8_t* speed, int32_t* metering) {
-    return journaled("get_ae_auto", [&] { return hostctl::args(bias, target, speed, metering); }, [=] {
-        if (!bias || !target || !speed || !metering) return -EINVAL;
-        host::support::AeAuto ae = host::support::imageSettings().ae;
-        *bias = ae.bias;
-        *target = ae.target;
-        *speed = ae.speed;
-        *metering = ae.metering;
-        return 0;
-    });
+    return journaled(
+        "get_ae_auto", [&] { return hostctl::args(bias, target, speed, metering); },
+        [=] {
+            if (!bias || !target || !speed || !metering) return -EINVAL;
+            host::support::AeAuto ae = host::support::imageSettings().ae;
+            *bias = ae.bias;
+            *target = ae.target;
+            *speed = ae.speed;
+            *metering = ae.metering;
+            return 0;
+        });
 }
 
 int set_ae_auto(int32_t bias, uint16_t target, uint8_t speed, int32_t metering) {
-    return journaled("set_ae_auto", [&] { return hostctl::args(bias, target, speed, metering); },
-                     [=] { return host::support::setAeAuto({bias, target, speed, metering}); });
+    return journaled(
+        "set_ae_auto", [&] { return hostctl::args(bias, target, speed, metering); },
+        [=] {
+            return host::support::setAeAuto({bias, target, speed, metering});
+        });
 }
 
 int get_ae_all_gain(uint32_t* total, uint32_t* analog, uint32_t* digital, uint32_t* isp,
                     uint32_t* exposure) {
-    return journaled("get_ae_all_gain", [&] { return hostctl::args(total, analog, digital, isp, exposure); }, [=] {
-        if (!total || !analog || !digital || !isp || !exposure) return -EINVAL;
-        auto g = host::support::exposureGains(host::support::imageSettings());
-        *total = g.total;
-        *analog = g.analog;
-        *digital = g.digital;
-        *isp = g.isp;
-        *exposure = g.exposure;
-        return 0;
-    });
+    return journaled(
+        "get_ae_all_gain", [&] { return hostctl::args(total, analog, digital, isp, exposure); },
+        [=] {
+            if (!total || !analog || !digital || !isp || !exposure) return -EINVAL;
+            auto g = host::support::exposureGains(host::support::imageSettings());
+            *total = g.total;
+            *analog = g.analog;
+            *digital = g.digital;
+            *isp = g.isp;
+            *exposure = g.exposure;
+            return 0;
+        });
 }
 
 int set_flip(int flip) {
-    return journaled("set_flip", [&] { return hostctl::args(flip); }, [=] { return host::support::setFlip(flip); });
+    return journaled(
+        "set_flip", [&] { return hostctl::args(flip); },
+        [=] { return host::support::setFlip(flip); });
 }
 
 }  // extern "C"

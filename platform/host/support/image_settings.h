@@ -33,8 +33,8 @@ enum class ImageSetting {
 constexpr std::size_t kImageSettingCount = static_cast<std::size_t>(ImageSetting::NoiseReduct) + 1;
 
 struct AeAuto {
-    int32_t bias;      // -128..127
-    uint16_t target;   // luminance
+    int32_t bias;     // -128..127
+    uint16_t target;  // luminance
     uint8_t speed;
     int32_t metering;  // 0..5
 };

@@ -5,8 +5,8 @@
 #include <cerrno>
 #include <climits>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 #include "support/packs.h"
 

@@ -7,8 +7,8 @@
 #include <optional>
 #include <utility>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 #include "module/bitmap.h"
 #include "support/osd_images.h"

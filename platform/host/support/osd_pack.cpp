@@ -5,16 +5,16 @@
 #include <cstring>
 #include <utility>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 #include "support/packs.h"
 
 using host::journaled;
 using host::support::copyColor;
+using host::support::osdPacks;
 using host::support::OsdPackState;
 using host::support::OverlayItem;
-using host::support::osdPacks;
 using host::support::validPackSide;
 
 namespace {
@@ -45,19 +45,22 @@ extern "C" {
 
 int init_osd_pack(struct osd_pack* pack, uint32_t font_size, uint32_t flags, uint32_t width,
                   uint32_t height) {
-    return journaled("init_osd_pack", [&] { return hostctl::args(pack, font_size, flags, width, height); }, [=] {
-        if (!pack || font_size < 1 || font_size > kMaxFontSize || !validPackSide(width) ||
-            !validPackSide(height))
-            return -EINVAL;
-        OsdPackState state{font_size, flags, width, height, {}, {}};
-        copyColor(state, *pack);
-        return osdPacks().init(pack, state);
-    });
+    return journaled(
+        "init_osd_pack", [&] { return hostctl::args(pack, font_size, flags, width, height); },
+        [=] {
+            if (!pack || font_size < 1 || font_size > kMaxFontSize || !validPackSide(width) ||
+                !validPackSide(height))
+                return -EINVAL;
+            OsdPackState state{font_size, flags, width, height, {}, {}};
+            copyColor(state, *pack);
+            return osdPacks().init(pack, state);
+        });
 }
 
 int deinit_osd_pack(struct osd_pack* pack) {
-    return journaled("deinit_osd_pack", [&] { return hostctl::args(pack); },
-                     [=] { return osdPacks().deinit(pack); });
+    return journaled(
+        "deinit_osd_pack", [&] { return hostctl::args(pack); },
+        [=] { return osdPacks().deinit(pack); });
 }
 
 }  // extern "C"

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <string>
 
-#include "journal/call_journal.h"
 #include "camera_support.h"
+#include "journal/call_journal.h"
 #include "journal/journaled.h"
 #include "support/packs.h"
 #include "video/text_renderer.h"

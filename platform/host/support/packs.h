@@ -36,7 +36,7 @@ using OverlayItem = std::variant<std::monostate, TextItem, video::Sprite>;
 struct OsdPackState {
     uint32_t fontSize;  // pixels
     uint32_t flags;
-    uint32_t width;     // of the frames drawn into
+    uint32_t width;  // of the frames drawn into
     uint32_t height;
     // Text and background colour (R, G, B each) as the record held them at init and
     // when the pack was last attached to a channel; the record's bytes stay the caller's.

@@ -24,9 +24,7 @@ constexpr size_t kPrefixSize = kAlphaMaskOffset + 4;
 constexpr uint32_t kBiRgb = 0;
 constexpr uint32_t kBiBitfields = 3;
 
-uint16_t le16(const uint8_t* p) {
-    return static_cast<uint16_t>(p[0] | p[1] << 8);
-}
+uint16_t le16(const uint8_t* p) { return static_cast<uint16_t>(p[0] | p[1] << 8); }
 
 uint32_t le32(const uint8_t* p) {
     return uint32_t{p[0]} | uint32_t{p[1]} << 8 | uint32_t{p[2]} << 16 | uint32_t{p[3]} << 24;
@@ -79,7 +77,8 @@ using Refusal = std::string;
 // Only the standard BGRA layout is taken from BI_BITFIELDS files.
 Refusal parseMasks(const uint8_t* prefix, uint32_t infoSize, Layout* layout) {
     const Refusal other = "32-bit pixels with masks other than BGRA are not supported";
-    if (le32(prefix + kMasksOffset) != 0x00ff0000 || le32(prefix + kMasksOffset + 4) != 0x0000ff00 ||
+    if (le32(prefix + kMasksOffset) != 0x00ff0000 ||
+        le32(prefix + kMasksOffset + 4) != 0x0000ff00 ||
         le32(prefix + kMasksOffset + 8) != 0x000000ff)
         return other;
     if (infoSize < kAlphaMaskOffset + 4 - kFileHeaderSize) return {};
@@ -146,8 +145,8 @@ Refusal parseHeaders(BmpFile& file, Layout* layout) {
         return "truncated: the headers need " + std::to_string(headersEnd) + " bytes" + size;
     if (layout->dataOffset < headersEnd || layout->dataOffset > file.Size())
         return "the pixels' offset " + std::to_string(layout->dataOffset) +
-               " lies outside the file past its headers (" + std::to_string(headersEnd) +
-               " to " + std::to_string(file.Size()) + ")";
+               " lies outside the file past its headers (" + std::to_string(headersEnd) + " to " +
+               std::to_string(file.Size()) + ")";
     if (dataSize > file.Size() - layout->dataOffset)
         return "truncated: the pixels need " + std::to_string(dataSize) + " bytes from offset " +
                std::to_string(layout->dataOffset) + size;

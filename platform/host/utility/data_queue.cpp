@@ -133,7 +133,8 @@ int DataQueue::Read(std::shared_ptr<Buf>* out, unsigned int timeoutMs, unsigned 
     if (!out) return 0;
     std::unique_lock<std::mutex> lock(mMutex);
     if (mCount == 0 && timeoutMs > 0)
-        mNotEmpty.wait_for(lock, std::chrono::milliseconds(timeoutMs), [this] { return mCount > 0; });
+        mNotEmpty.wait_for(lock, std::chrono::milliseconds(timeoutMs),
+                           [this] { return mCount > 0; });
     if (mCount == 0) return 0;
     // The reader's previous entry goes back to the spares when it lets go of it.
     *out = popOldest();

@@ -56,9 +56,7 @@ Fiber::~Fiber() {
         mThread.join();
 }
 
-bool Fiber::IsRunning() const {
-    return !mState->stop && !mState->finished;
-}
+bool Fiber::IsRunning() const { return !mState->stop && !mState->finished; }
 
 void Fiber::SleepMs(unsigned int ms) {
     if (ms == 0)

@@ -83,8 +83,8 @@ int MultiAudioSourceAacPcm::PrivateImp::readCodec(std::shared_ptr<Buf>* out, uns
                                                   unsigned int b, I_SourceFactory::Codec codec) {
     if (!mFiber || !mFiber->IsRunning()) return 0;
     switch (codec) {
-    case I_SourceFactory::CODEC_PCM: return mPcmDataQueue.Read(out, a, b);
-    case I_SourceFactory::CODEC_AAC: return mAacDataQueue.Read(out, a, b);
+        case I_SourceFactory::CODEC_PCM: return mPcmDataQueue.Read(out, a, b);
+        case I_SourceFactory::CODEC_AAC: return mAacDataQueue.Read(out, a, b);
     }
     KQ_WARNING("unknown codec %d", static_cast<int>(codec));
     return 0;

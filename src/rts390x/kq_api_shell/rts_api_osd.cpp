@@ -28,8 +28,8 @@ VideoContext* overlayContext(const char* function, int channel) {
 // library's start only after the file was read; `logLoadFailure` writes the record of a
 // file that cannot be loaded. -1 when no image was made.
 template <typename LogLoadFailure, typename MakeImage>
-int loadImage(const char* function, int channel, const char* path,
-              LogLoadFailure logLoadFailure, MakeImage makeImage) {
+int loadImage(const char* function, int channel, const char* path, LogLoadFailure logLoadFailure,
+              MakeImage makeImage) {
     if (static_cast<uint32_t>(channel) >= kq::kChannelCount) {
         KQ_ERROR("invalid channel: %d", channel);
         return kOverlayFailed;
@@ -98,12 +98,13 @@ void kq_watermark_setup_opaque(int channel, int value) {
 }
 
 void kq_watermark_setup_logo(int channel, const char* bmp_path) {
-    loadImage(__func__, channel, bmp_path, [] { KQ_ERROR("get logo file failed!"); },
-              [channel](VideoContext& context, const void* pixels, const module::BmpInfo& info) {
-                  context.setWatermarkImage(channel, pixels, info.width, info.height, info.format,
-                                            info.bits);
-                  return 0;
-              });
+    loadImage(
+        __func__, channel, bmp_path, [] { KQ_ERROR("get logo file failed!"); },
+        [channel](VideoContext& context, const void* pixels, const module::BmpInfo& info) {
+            context.setWatermarkImage(channel, pixels, info.width, info.height, info.format,
+                                      info.bits);
+            return 0;
+        });
 }
 
 int kq_enable_privacy_mode(int channel, int enable) {
@@ -112,10 +113,10 @@ int kq_enable_privacy_mode(int channel, int enable) {
 }
 
 int kq_privacy_setup_icon(int channel, const char* bmp_path) {
-    return loadImage(__func__, channel, bmp_path, [] { KQ_ERROR("get icon file failed!"); },
-                     [channel](VideoContext& context, const void* pixels,
-                               const module::BmpInfo& info) {
-                         return context.setPrivacyIcon(channel, pixels, info.width, info.height,
-                                                       info.format, info.bits);
-                     });
+    return loadImage(
+        __func__, channel, bmp_path, [] { KQ_ERROR("get icon file failed!"); },
+        [channel](VideoContext& context, const void* pixels, const module::BmpInfo& info) {
+            return context.setPrivacyIcon(channel, pixels, info.width, info.height, info.format,
+                                          info.bits);
+        });
 }

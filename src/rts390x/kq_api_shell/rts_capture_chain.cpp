@@ -70,8 +70,8 @@ int CaptureChain::createChannels(const LogSite& site) {
         KQ_PLATFORM_ERROR_AT(site, "create capture chn fail, ret = %d, %s\n", mCaptureChn);
         return mCaptureChn;
     }
-    mResampleChn = rts_av_create_audio_resample_chn(mParam.sampleRate, mParam.bitsPerSample,
-                                                    mParam.channels);
+    mResampleChn =
+        rts_av_create_audio_resample_chn(mParam.sampleRate, mParam.bitsPerSample, mParam.channels);
     if (mResampleChn < 0) {
         KQ_PLATFORM_ERROR_AT(site, "create resample chn fail, ret = %d, %s\n", mResampleChn);
         return mResampleChn;

@@ -27,16 +27,16 @@ struct LogSite {
 
 #define KQ_HERE (::kq::LogSite{__FILE__, __LINE__})
 
-#define KQ_LOG_AT(site, level, ...)                                                      \
-    do {                                                                                 \
-        const unsigned int kqLevel_ = (level);                                           \
-        const ::kq::LogSite kqSite_ = (site);                                            \
-        const char* kqFile_ = kqLevel_ == ::kq::kLogError ? kqSite_.file : nullptr;      \
-        const unsigned int kqLine_ = kqLevel_ == ::kq::kLogError ? kqSite_.line : 0;     \
-        if (LogEntry::IsShow(1u << kqLevel_, 1u << ::kq::kLogModule))                    \
-            LogEntry(kqLevel_, ::kq::kLogModule, kqFile_, kqLine_).Msg(__VA_ARGS__);     \
-        if (kqLevel_ > ::kq::kLogDebug)                                                  \
-            Log2MyDB(kqLevel_, ::kq::kLogModule, kqFile_, kqLine_, __VA_ARGS__);         \
+#define KQ_LOG_AT(site, level, ...)                                                  \
+    do {                                                                             \
+        const unsigned int kqLevel_ = (level);                                       \
+        const ::kq::LogSite kqSite_ = (site);                                        \
+        const char* kqFile_ = kqLevel_ == ::kq::kLogError ? kqSite_.file : nullptr;  \
+        const unsigned int kqLine_ = kqLevel_ == ::kq::kLogError ? kqSite_.line : 0; \
+        if (LogEntry::IsShow(1u << kqLevel_, 1u << ::kq::kLogModule))                \
+            LogEntry(kqLevel_, ::kq::kLogModule, kqFile_, kqLine_).Msg(__VA_ARGS__); \
+        if (kqLevel_ > ::kq::kLogDebug)                                              \
+            Log2MyDB(kqLevel_, ::kq::kLogModule, kqFile_, kqLine_, __VA_ARGS__);     \
     } while (0)
 
 #define KQ_LOG(level, ...) KQ_LOG_AT(KQ_HERE, level, __VA_ARGS__)

@@ -144,10 +144,11 @@ void PcmSink::PrivateImp::openSink() {
     }
     // Checked once the platform is started, so that closeSink's release pairs with it.
     if (!mPlayable) {
-        KQ_ERROR("RTS PCM Sink cannot play %u Hz, %u channels, %u bits, %u ms: a device "
-                 "buffer must hold 1 to %u bytes\n",
-                 mParam.sampleRate, unsigned{mParam.channels}, unsigned{mParam.bitsPerSample},
-                 unsigned{mParam.frameMs}, kMaxFrameBytes);
+        KQ_ERROR(
+            "RTS PCM Sink cannot play %u Hz, %u channels, %u bits, %u ms: a device "
+            "buffer must hold 1 to %u bytes\n",
+            mParam.sampleRate, unsigned{mParam.channels}, unsigned{mParam.bitsPerSample},
+            unsigned{mParam.frameMs}, kMaxFrameBytes);
         return;
     }
     std::snprintf(mAttr.dev_node, sizeof mAttr.dev_node, "%s", mName ? mName : "");

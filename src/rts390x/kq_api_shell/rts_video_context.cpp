@@ -25,15 +25,9 @@ void VideoContext::configure(int channel, uint32_t encType, uint32_t width, uint
                              uint32_t fps, uint32_t bitrate, uint32_t gop) {
     VideoPipe& pipe = mVidPipes[channel];
     switch (encType) {
-    case KQ_ENC_H264:
-        pipe.setH264Config(width, height, fps, bitrate, gop);
-        break;
-    case KQ_ENC_MJPEG:
-        pipe.setMjpegConfig(width, height, fps);
-        break;
-    default:
-        KQ_WARNING("Unkown enc_type: %d", static_cast<int>(encType));
-        break;
+        case KQ_ENC_H264: pipe.setH264Config(width, height, fps, bitrate, gop); break;
+        case KQ_ENC_MJPEG: pipe.setMjpegConfig(width, height, fps); break;
+        default: KQ_WARNING("Unkown enc_type: %d", static_cast<int>(encType)); break;
     }
 }
 
@@ -90,7 +84,8 @@ int VideoContext::pollFrames(int timeoutMs) {
         timeval now{};
         gettimeofday(&now, nullptr);
         // Held as a signed 32-bit count of microseconds, which wraps after about 35 minutes.
-        int64_t elapsed = (int64_t{now.tv_sec} - start.tv_sec) * 1000000 + (now.tv_usec - start.tv_usec);
+        int64_t elapsed =
+            (int64_t{now.tv_sec} - start.tv_sec) * 1000000 + (now.tv_usec - start.tv_usec);
         int32_t elapsedMs = static_cast<int32_t>(static_cast<uint32_t>(elapsed)) / 1000;
         if (elapsedMs >= timeoutMs || n != 0) return n;
     }

@@ -43,9 +43,7 @@ public:
     // Timestamp overlay of a pipe.
     void enableOsd(int channel, uint8_t on) { mVidPipes[channel].enableOsd(on); }
     void setOsdFormat(int channel, const char* format) { mVidPipes[channel].setOsdFormat(format); }
-    void setOsdPosition(int channel, uint32_t option) {
-        mVidPipes[channel].setOsdPosition(option);
-    }
+    void setOsdPosition(int channel, uint32_t option) { mVidPipes[channel].setOsdPosition(option); }
     void setOsdColor(int channel, uint8_t c1, uint8_t c2, uint8_t c3, uint8_t c4, uint8_t c5,
                      uint8_t c6) {
         mVidPipes[channel].setOsdColor(c1, c2, c3, c4, c5, c6);

@@ -76,9 +76,7 @@ void VideoPipe::setFrameCallback(kq_frame_callback callback, void* userData) {
     mFrameUserData = userData;
 }
 
-void VideoPipe::setSnapshotCallback(kq_snapshot_callback callback) {
-    mSnapshotCallback = callback;
-}
+void VideoPipe::setSnapshotCallback(kq_snapshot_callback callback) { mSnapshotCallback = callback; }
 
 int VideoPipe::create() {
     int r = createChannels();

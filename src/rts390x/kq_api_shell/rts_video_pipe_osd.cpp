@@ -33,14 +33,14 @@ bool VideoPipe::placeItem(uint32_t option, int32_t itemWidth, int32_t itemHeight
     const int32_t bottom = height - kMargin - itemHeight;
     const int32_t centre = (width - itemWidth) / 2;
     switch (option) {
-    case KQ_POS_TOP_LEFT:
-    case KQ_POS_TOP_LEFT_ALT: *x = kMargin, *y = kMargin; return true;
-    case KQ_POS_BOTTOM_LEFT: *x = kMargin, *y = bottom; return true;
-    case KQ_POS_TOP_RIGHT: *x = right, *y = kMargin; return true;
-    case KQ_POS_BOTTOM_RIGHT: *x = right, *y = bottom; return true;
-    case KQ_POS_TOP_CENTER: *x = centre, *y = kMargin; return true;
-    case KQ_POS_BOTTOM_CENTER: *x = centre, *y = bottom; return true;
-    default: return false;
+        case KQ_POS_TOP_LEFT:
+        case KQ_POS_TOP_LEFT_ALT: *x = kMargin, *y = kMargin; return true;
+        case KQ_POS_BOTTOM_LEFT: *x = kMargin, *y = bottom; return true;
+        case KQ_POS_TOP_RIGHT: *x = right, *y = kMargin; return true;
+        case KQ_POS_BOTTOM_RIGHT: *x = right, *y = bottom; return true;
+        case KQ_POS_TOP_CENTER: *x = centre, *y = kMargin; return true;
+        case KQ_POS_BOTTOM_CENTER: *x = centre, *y = bottom; return true;
+        default: return false;
     }
 }
 
@@ -98,8 +98,7 @@ void VideoPipe::calcTimestampPosition(uint32_t length) {
 }
 
 // Trims the text to what fits left of the frame's right edge, then draws it.
-void VideoPipe::setOsdText(const char* text, uint32_t length, int32_t x, int32_t y,
-                           int32_t block) {
+void VideoPipe::setOsdText(const char* text, uint32_t length, int32_t x, int32_t y, int32_t block) {
     const int32_t width = static_cast<int32_t>(frameWidth());
     if (x >= width) {
         KQ_WARNING("OSD text at x %d starts beyond the frame width %d, not drawn", x, width);
@@ -119,8 +118,8 @@ std::size_t VideoPipe::formatTimestamp(time_t now, char (&text)[kTimestampChars 
     localtime_r(&now, &local);
     std::size_t length = strftime(text, sizeof text, mTimeFormat, &local);
     if (length == 0 && mTimeFormat[0] != '\0' && !mFormatRejected) {
-        KQ_WARNING("timestamp format \"%s\" expands beyond %d characters, not drawn",
-                   mTimeFormat, static_cast<int>(kTimestampChars));
+        KQ_WARNING("timestamp format \"%s\" expands beyond %d characters, not drawn", mTimeFormat,
+                   static_cast<int>(kTimestampChars));
         mFormatRejected = true;
     }
     return length;
@@ -297,7 +296,8 @@ int VideoPipe::removePrivacyMask() {
     int iconResult = 0;
     if (mPrivacyIcon.image && osdReady()) {
         iconResult = eraseImage(mPrivacyIconBlock);
-        if (iconResult != 0) KQ_PLATFORM_WARNING("erase privacy icon fail, ret = %d, %s", iconResult);
+        if (iconResult != 0)
+            KQ_PLATFORM_WARNING("erase privacy icon fail, ret = %d, %s", iconResult);
     }
     int r = disable_mask(&mMaskPack, mPrivacyMaskIndex);
     if (r != 0) {
