@@ -17,7 +17,8 @@ set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Where dpkg-shlibdeps finds the host platform that the library loads.
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${CMAKE_BINARY_DIR}/platform)
+get_target_property(_kq_host_platform_dir kq_host_platform BINARY_DIR)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${_kq_host_platform_dir})
 
 set(_kq_exactly "(= ${PROJECT_VERSION})")
 set(_kq_api_runtime libkq-api${KQ_SOVERSION})
