@@ -58,6 +58,17 @@ struct Rule {
     const char* log;
     std::vector<Record> records = {};
     std::optional<std::vector<std::string>> cleanup = std::nullopt;
+
+    Rule withRecords(std::vector<Record> all) const {
+        Rule rule = *this;
+        rule.records = std::move(all);
+        return rule;
+    }
+    Rule withCleanup(std::vector<std::string> calls) const {
+        Rule rule = *this;
+        rule.cleanup = std::move(calls);
+        return rule;
+    }
 };
 
 struct Operation {
@@ -294,13 +305,8 @@ std::vector<Rule> openRules() {
             {kError, enabling ? "enable video channel fail\n" : "create video channel fail\n"},
             {kError, enabling ? "enable mVidPipes[%d] fail!" : "build mVidPipes[%d] fail!"}};
     }
-    rules.push_back(
-        {"set_default_osd_attr",
-         0,
-         '-',
-         KQ_OK,
-         nullptr,
-         {{kWarning, "set default osd attr fail, ret = %d, %s\n"}, {kInfo, "%s ch[%d] success"}}});
+    rules.push_back(Rule{"set_default_osd_attr", 0, '-', KQ_OK, nullptr}.withRecords(
+        {{kWarning, "set default osd attr fail, ret = %d, %s\n"}, {kInfo, "%s ch[%d] success"}}));
     for (const Rule& r : imageRules(KQ_OK, KQ_OK)) rules.push_back(r);
     return rules;
 }
@@ -505,28 +511,26 @@ std::vector<Operation> FailureSweep::operations() {
     const auto started = [] { ASSERT_EQ(kq_init_kq(), KQ_OK); };
     const auto stop = [] { closeAll(); };
     std::vector<Operation> ops;
-    const std::vector<std::string> none;  // no call after the failed one
+    const auto add = [&ops](std::string name, std::function<void()> setup, std::function<int()> run,
+                            std::function<void()> teardown, int ok,
+                            std::vector<Rule> rules) -> Operation& {
+        ops.push_back({std::move(name), std::move(setup), std::move(run), std::move(teardown), ok,
+                       std::move(rules)});
+        return ops.back();
+    };
 
     // Library start and stop.
     // A failed platform start is released twice, each refused, and leaves no context.
-    std::vector<Rule> initRules = {{"rts_av_init",
-                                    0,
-                                    '-',
-                                    KQ_FAIL,
-                                    "rts av init fail %d, %s\n",
-                                    {{kError, "rts av init fail %d, %s\n"},
-                                     {kError, "rts av release fail %d, %s\n"},
-                                     {kError, "rts av release fail %d, %s\n"}},
-                                    std::vector<std::string>{"rts_av_release", "rts_av_release"}}};
+    const char* const initFailed = "rts av init fail %d, %s\n";
+    const char* const releaseFailed = "rts av release fail %d, %s\n";
+    std::vector<Rule> initRules = {
+        Rule{"rts_av_init", 0, '-', KQ_FAIL, initFailed}
+            .withRecords({{kError, initFailed}, {kError, releaseFailed}, {kError, releaseFailed}})
+            .withCleanup({"rts_av_release", "rts_av_release"})};
     for (const Rule& r : imageRules(KQ_OK, KQ_OK)) initRules.push_back(r);
-    ops.push_back({"kq_init_kq", nothing, [] { return kq_init_kq(); }, stop, KQ_OK, initRules});
-    ops.back().again = true;
-    ops.push_back({"kq_uninit",
-                   started,
-                   [] { return kq_uninit(), 0; },
-                   nothing,
-                   0,
-                   {{"rts_av_release", 0, '-', 0, "rts av release fail %d, %s\n"}}});
+    add("kq_init_kq", nothing, kq_init_kq, stop, KQ_OK, initRules).again = true;
+    add("kq_uninit", started, [] { return kq_uninit(), 0; }, nothing, 0,
+        {{"rts_av_release", 0, '-', 0, releaseFailed}});
 
     // Each codec's channel: open, start, snapshot, close.
     struct Codec {
@@ -544,76 +548,63 @@ std::vector<Operation> FailureSweep::operations() {
         };
         // Saved image settings go only to a complete graph: a failed open that applied
         // them answers 1.
-        ops.push_back({"open " + tag, started,
-                       [ch, param] {
-                           const int r = kq_open_encoder(ch, &param, nullptr, nullptr);
-                           return r != KQ_OK && !hostctl::calls("set_ae_auto").empty() ? 1 : r;
-                       },
-                       stop, KQ_OK, openRules()});
-        ops.back().again = true;
-        ops.push_back({"start " + tag,
-                       opened,
-                       [ch] { return kq_start_encoder(ch); },
-                       stop,
-                       KQ_OK,
-                       {{"rts_av_start_recv",
-                         0,
-                         '-',
-                         KQ_FAIL,
-                         "start recv fail, ret = %d, %s\n",
-                         {{kError, "start recv fail, ret = %d, %s\n"},
-                          {kError, "start mVidPipes[%d] fail!"}}}}});
+        const auto open = [ch, param] {
+            const int r = kq_open_encoder(ch, &param, nullptr, nullptr);
+            return r != KQ_OK && !hostctl::calls("set_ae_auto").empty() ? 1 : r;
+        };
+        add("open " + tag, started, open, stop, KQ_OK, openRules()).again = true;
+
+        const char* const startFailed = "start recv fail, ret = %d, %s\n";
+        const Rule startRule = Rule{"rts_av_start_recv", 0, '-', KQ_FAIL, startFailed}.withRecords(
+            {{kError, startFailed}, {kError, "start mVidPipes[%d] fail!"}});
+        add("start " + tag, opened, [ch] { return kq_start_encoder(ch); }, stop, KQ_OK,
+            {startRule});
+
         const char* const closed = "%s ch[%d] success";
-        ops.push_back({"close " + tag,
-                       [opened, ch] {
-                           opened();
-                           ASSERT_EQ(kq_start_encoder(ch), KQ_OK);
-                       },
-                       [ch] { return kq_close_encoder(ch), 0; },
-                       stop,
-                       0,
-                       {{"rts_av_stop_recv", 0, '-', 0, "stop recv fail, ret = %d, %s\n"},
-                        {"rts_av_disable_chn", 1, '-', 0, "disable jpg chn fail, ret = %d, %s\n"},
-                        {"rts_av_disable_chn", 2, '-', 0, "disable enc chn fail, ret = %d, %s\n"},
-                        {"rts_av_disable_chn", 3, '-', 0, "disable osd chn fail, ret = %d, %s\n"},
-                        {"rts_av_disable_chn", 4, '-', 0, "disable isp chn fail, ret = %d, %s\n"},
-                        {"*", 0, '-', 0, closed}}});
+        const auto running = [opened, ch] {
+            opened();
+            ASSERT_EQ(kq_start_encoder(ch), KQ_OK);
+        };
+        add("close " + tag, running, [ch] { return kq_close_encoder(ch), 0; }, stop, 0,
+            {{"rts_av_stop_recv", 0, '-', 0, "stop recv fail, ret = %d, %s\n"},
+             {"rts_av_disable_chn", 1, '-', 0, "disable jpg chn fail, ret = %d, %s\n"},
+             {"rts_av_disable_chn", 2, '-', 0, "disable enc chn fail, ret = %d, %s\n"},
+             {"rts_av_disable_chn", 3, '-', 0, "disable osd chn fail, ret = %d, %s\n"},
+             {"rts_av_disable_chn", 4, '-', 0, "disable isp chn fail, ret = %d, %s\n"},
+             {"*", 0, '-', 0, closed}});
         ops.back().records = {{kInfo, closed}};
-        ops.push_back(
-            {"snapshot " + tag,
-             [ch, param] {
-                 ASSERT_EQ(kq_init_kq(), KQ_OK);
-                 openedSnapshotPipe(ch, param);
-             },
-             [ch] {
-                 const int r = kq_trigger_snapshot(ch, 50);
-                 kq_poll_frame(0);
-                 hostctl::pushBuffer(held.jpg, {0xFF, 0xD8, 0xFF, 0xD9}, 1000, 1);
-                 hostctl::waitCallbacksIdle();
-                 return snapshots == 1 ? r : kLost;
-             },
-             stop,
-             0,
-             {{"set_mjpeg_quality", 0, '-', kCode, "set snapshot quality fail, using default %d"},
-              {"rts_av_set_callback", 0, '-', kLost, "set av callback fail, ret = %d, %s\n"},
-              // A status other than 0 means active; a poll that finds nothing
-              // comes after the request is armed.
-              {"rts_av_get_chn_status", 0, '*', 0, kQuiet},
-              {"rts_av_poll", 0, '*', 0, kQuiet}}});
-        ops.push_back({"poll a frame " + tag,
-                       [ch, param] {
-                           ASSERT_EQ(kq_init_kq(), KQ_OK);
-                           const PipeChannels ids = startScriptedPipe(ch, param, onFrame);
-                           const int delivery = ids.delivery(param.enc_type == KQ_ENC_MJPEG);
-                           ASSERT_EQ(hostctl::pushBuffer(delivery, {0, 0, 0, 1, 0x65}, 2000, 1), 0);
-                       },
-                       [] { return kq_poll_frame(0) * 10 + frames; },
-                       stop,
-                       11,
-                       {{"rts_av_get_chn_status", 0, '*', 11, kQuiet},
-                        {"rts_av_poll", 0, '*', 0, kQuiet},
-                        {"rts_av_recv", 0, '-', 0, kQuiet},
-                        {"rts_av_put_buffer", 0, '-', 11, kQuiet}}});
+
+        const auto snapshotPipe = [ch, param] {
+            ASSERT_EQ(kq_init_kq(), KQ_OK);
+            openedSnapshotPipe(ch, param);
+        };
+        const auto snapshot = [ch] {
+            const int r = kq_trigger_snapshot(ch, 50);
+            kq_poll_frame(0);
+            hostctl::pushBuffer(held.jpg, {0xFF, 0xD8, 0xFF, 0xD9}, 1000, 1);
+            hostctl::waitCallbacksIdle();
+            return snapshots == 1 ? r : kLost;
+        };
+        // A status other than 0 means active; a poll that finds nothing comes after the
+        // request is armed.
+        add("snapshot " + tag, snapshotPipe, snapshot, stop, 0,
+            {{"set_mjpeg_quality", 0, '-', kCode, "set snapshot quality fail, using default %d"},
+             {"rts_av_set_callback", 0, '-', kLost, "set av callback fail, ret = %d, %s\n"},
+             {"rts_av_get_chn_status", 0, '*', 0, kQuiet},
+             {"rts_av_poll", 0, '*', 0, kQuiet}});
+
+        const auto framePushed = [ch, param] {
+            ASSERT_EQ(kq_init_kq(), KQ_OK);
+            const PipeChannels ids = startScriptedPipe(ch, param, onFrame);
+            const int delivery = ids.delivery(param.enc_type == KQ_ENC_MJPEG);
+            ASSERT_EQ(hostctl::pushBuffer(delivery, {0, 0, 0, 1, 0x65}, 2000, 1), 0);
+        };
+        add("poll a frame " + tag, framePushed, [] { return kq_poll_frame(0) * 10 + frames; }, stop,
+            11,
+            {{"rts_av_get_chn_status", 0, '*', 11, kQuiet},
+             {"rts_av_poll", 0, '*', 0, kQuiet},
+             {"rts_av_recv", 0, '-', 0, kQuiet},
+             {"rts_av_put_buffer", 0, '-', 11, kQuiet}});
     }
 
     // Overlays, on an open H.264 channel 0 with a logo and an icon set.
@@ -623,160 +614,98 @@ std::vector<Operation> FailureSweep::operations() {
         kq_watermark_setup_logo(0, held.logo.c_str());
         ASSERT_EQ(kq_privacy_setup_icon(0, held.icon.c_str()), 0);
     };
-    ops.push_back({"kq_watermark_enable on",
-                   overlaid,
-                   [] { return kq_watermark_enable(0, 1); },
-                   stop,
-                   0,
-                   {{"draw_osd_image", 0, '-', kCode, "draw osd image fail, ret = %d, %s"}}});
-    ops.push_back({"kq_watermark_enable off",
-                   overlaid,
-                   [] { return kq_watermark_enable(0, 0); },
-                   stop,
-                   0,
-                   {{"erase_osd_image", 0, '-', kCode, "erase osd image fail, ret = %d, %s"}}});
-    ops.push_back({"kq_watermark_setup_logo",
-                   overlaid,
-                   [] { return kq_watermark_setup_logo(0, held.logo.c_str()), 0; },
-                   stop,
-                   0,
-                   {{"destroy_osd_image", 0, '-', 0, kQuiet},
-                    {"create_osd_image",
-                     0,
-                     '-',
-                     0,
-                     "set watermark image fail",
-                     {{kWarning, "set watermark image fail"}}}}});
-    ops.push_back({"kq_privacy_setup_icon",
-                   overlaid,
-                   [] { return kq_privacy_setup_icon(0, held.icon.c_str()); },
-                   stop,
-                   0,
-                   {{"destroy_osd_image", 0, '-', 0, kQuiet},
-                    {"create_osd_image", 0, '-', -1, "set privacy icon fail"}}});
-    ops.push_back(
-        {"kq_enable_privacy_mode on",
-         overlaid,
-         [] { return kq_enable_privacy_mode(0, 1); },
-         stop,
-         0,
-         {{"draw_osd_image",
-           0,
-           '-',
-           kCode,
-           "draw privacy icon fail, ret = %d, %s",
-           {},
-           std::vector<std::string>{"enable_rect_mask"}},
-          {"enable_rect_mask", 0, '-', kCode, "enable rect mask fail, ret = %d, %s", {}, none}}});
-    ops.push_back({"kq_enable_privacy_mode off",
-                   overlaid,
-                   [] { return kq_enable_privacy_mode(0, 0); },
-                   stop,
-                   0,
-                   {{"erase_osd_image",
-                     0,
-                     '-',
-                     kCode,
-                     "erase privacy icon fail, ret = %d, %s",
-                     {},
-                     std::vector<std::string>{"disable_mask"}},
-                    {"disable_mask", 0, '-', kCode, "disable mask fail, ret = %d, %s", {}, none}}});
-    ops.push_back({"timestamp redraw",
-                   overlaid,
-                   [] {
-                       kq_enable_osd(0, 1);
-                       return pollUntil([] { return !hostctl::calls("set_osd_text").empty(); })
-                                  ? 0
-                                  : -1;
-                   },
-                   stop,
-                   0,
-                   {{"set_osd_text", 0, '-', 0, "set osd text fail, ret = %d, %s"}},
-                   {"rts_av_get_chn_status", "rts_av_poll", "rts_av_recv", "rts_av_put_buffer"}});
+    const auto overlayOp = [&](const std::string& name, std::function<int()> run,
+                               std::vector<Rule> rules) {
+        add(name, overlaid, std::move(run), stop, 0, std::move(rules));
+    };
+    overlayOp("kq_watermark_enable on", [] { return kq_watermark_enable(0, 1); },
+              {{"draw_osd_image", 0, '-', kCode, "draw osd image fail, ret = %d, %s"}});
+    overlayOp("kq_watermark_enable off", [] { return kq_watermark_enable(0, 0); },
+              {{"erase_osd_image", 0, '-', kCode, "erase osd image fail, ret = %d, %s"}});
+    const char* const logoRefused = "set watermark image fail";
+    overlayOp(
+        "kq_watermark_setup_logo", [] { return kq_watermark_setup_logo(0, held.logo.c_str()), 0; },
+        {{"destroy_osd_image", 0, '-', 0, kQuiet},
+         Rule{"create_osd_image", 0, '-', 0, logoRefused}.withRecords({{kWarning, logoRefused}})});
+    overlayOp("kq_privacy_setup_icon", [] { return kq_privacy_setup_icon(0, held.icon.c_str()); },
+              {{"destroy_osd_image", 0, '-', 0, kQuiet},
+               {"create_osd_image", 0, '-', -1, "set privacy icon fail"}});
+    overlayOp(
+        "kq_enable_privacy_mode on", [] { return kq_enable_privacy_mode(0, 1); },
+        {Rule{"draw_osd_image", 0, '-', kCode, "draw privacy icon fail, ret = %d, %s"}.withCleanup(
+             {"enable_rect_mask"}),
+         Rule{"enable_rect_mask", 0, '-', kCode, "enable rect mask fail, ret = %d, %s"}.withCleanup(
+             {})});
+    overlayOp(
+        "kq_enable_privacy_mode off", [] { return kq_enable_privacy_mode(0, 0); },
+        {Rule{"erase_osd_image", 0, '-', kCode, "erase privacy icon fail, ret = %d, %s"}
+             .withCleanup({"disable_mask"}),
+         Rule{"disable_mask", 0, '-', kCode, "disable mask fail, ret = %d, %s"}.withCleanup({})});
+    const auto redrawn = [] {
+        kq_enable_osd(0, 1);
+        return pollUntil([] { return !hostctl::calls("set_osd_text").empty(); }) ? 0 : -1;
+    };
+    overlayOp("timestamp redraw", redrawn,
+              {{"set_osd_text", 0, '-', 0, "set osd text fail, ret = %d, %s"}});
+    ops.back().background = {"rts_av_get_chn_status", "rts_av_poll", "rts_av_recv",
+                             "rts_av_put_buffer"};
 
     // Image settings, without the library started.
+    const auto imageOp = [&](const std::string& name, int setResult, int aeResult,
+                             std::function<int()> run) {
+        add(name, nothing, std::move(run), nothing, 0, imageRules(setResult, aeResult));
+    };
     for (uint32_t type = 0; type <= KQ_ISP_AE_APPLY; ++type) {
         if (type == KQ_ISP_RESERVED_4 || type == KQ_ISP_RESERVED_7 || (type > 20 && type < 25))
             continue;
-        ops.push_back({"kq_isp_set(" + std::to_string(type) + ")", nothing,
-                       [type] { return kq_isp_set(type, 1); }, nothing, 0,
-                       imageRules(kCode, type == KQ_ISP_AE_APPLY ? kCode : 0)});
+        imageOp("kq_isp_set(" + std::to_string(type) + ")", kCode,
+                type == KQ_ISP_AE_APPLY ? kCode : 0, [type] { return kq_isp_set(type, 1); });
     }
-    ops.push_back({"rts_set_isp", nothing, [] { return rts_set_isp(KQ_ISP_HUE, 1); }, nothing, 0,
-                   imageRules(kCode, 0)});
-    ops.push_back({"kq_set_image_flip", nothing, [] { return kq_set_image_flip(1), 0; }, nothing, 0,
-                   imageRules(0, 0)});
-    ops.push_back({"rts_save_isp_setting", nothing, [] { return rts_save_isp_setting(), 0; },
-                   nothing, 0, imageRules(0, 0)});
-    ops.push_back({"rts_apply_isp_saved_setting", nothing,
-                   [] { return rts_apply_isp_saved_setting(), 0; }, nothing, 0, imageRules(0, 0)});
-    ops.push_back({"rts_show_isp_saved_setting", nothing,
-                   [] { return rts_show_isp_saved_setting(), 0; }, nothing, 0, imageRules(0, 0)});
-    ops.push_back({"rts_save_ae_auto", nothing, [] { return rts_save_ae_auto(), 0; }, nothing, 0,
-                   imageRules(0, 0)});
-    ops.push_back({"rts_apply_saved_ae_auto", nothing, [] { return rts_apply_saved_ae_auto(); },
-                   nothing, 0, imageRules(0, kCode)});
-    ops.push_back({"rts_get_gain", nothing,
-                   [] {
-                       uint32_t g[5];
-                       return rts_get_gain(&g[0], &g[1], &g[2], &g[3], &g[4]);
-                   },
-                   nothing, 0, imageRules(0, 0)});
+    imageOp("rts_set_isp", kCode, 0, [] { return rts_set_isp(KQ_ISP_HUE, 1); });
+    imageOp("kq_set_image_flip", 0, 0, [] { return kq_set_image_flip(1), 0; });
+    imageOp("rts_save_isp_setting", 0, 0, [] { return rts_save_isp_setting(), 0; });
+    imageOp("rts_apply_isp_saved_setting", 0, 0, [] { return rts_apply_isp_saved_setting(), 0; });
+    imageOp("rts_show_isp_saved_setting", 0, 0, [] { return rts_show_isp_saved_setting(), 0; });
+    imageOp("rts_save_ae_auto", 0, 0, [] { return rts_save_ae_auto(), 0; });
+    imageOp("rts_apply_saved_ae_auto", 0, kCode, [] { return rts_apply_saved_ae_auto(); });
+    const auto gain = [] {
+        uint32_t g[5];
+        return rts_get_gain(&g[0], &g[1], &g[2], &g[3], &g[4]);
+    };
+    imageOp("rts_get_gain", 0, 0, gain);
 
     // Audio objects: each Create, reading its first frame for the sources, and each
     // destruction.
     const auto dropped = [] { held.sink.reset(), held.source.reset(), held.shared.reset(); };
-    ops.push_back(
-        {"PcmSink::Create",
-         nothing,
-         [] {
-             held.sink = module::PcmSink::Create("speaker", kParam);
-             return held.sink && held.sink->IsRunning() ? 1 : 0;
-         },
-         dropped,
-         1,
-         {{"rts_av_init", 0, '-', 1, "rts av init fail %d, %s\n", {}, none},
-          {"create_audio_queue", 0, '-', 1, "create audio queue fail, ret = %d, %s\n", {}, none},
-          {"rts_av_create_audio_playback_chn",
-           0,
-           '-',
-           1,
-           "create playback chn fail, ret = %d, %s\n",
-           {},
-           none},
-          {"rts_av_create_audio_playback_chn",
-           0,
-           '+',
-           1,
-           "enable playback chn fail, ret = %d, %s\n",
-           {},
-           std::vector<std::string>{"rts_av_enable_chn", "rts_av_destroy_chn"}},
-          {"rts_av_enable_chn",
-           0,
-           '-',
-           1,
-           "enable playback chn fail, ret = %d, %s\n",
-           {},
-           std::vector<std::string>{"rts_av_destroy_chn"}},
-          {"rts_av_start_send",
-           0,
-           '-',
-           1,
-           "start send fail, ret = %d, %s\n",
-           {},
-           std::vector<std::string>{"rts_av_disable_chn", "rts_av_destroy_chn"}}}});
-    // A failed open is its step's error alone.
-    for (Rule& r : ops.back().rules) r.records = {{kError, r.log}};
+    const auto createSink = [] {
+        held.sink = module::PcmSink::Create("speaker", kParam);
+        return held.sink && held.sink->IsRunning() ? 1 : 0;
+    };
+    // A failed open is its step's error alone, followed by the calls that undo the steps
+    // before it.
+    const auto sinkRule = [](const char* function, char sign, const char* log,
+                             std::vector<std::string> cleanup) {
+        return Rule{function, 0, sign, 1, log}.withRecords({{kError, log}}).withCleanup(cleanup);
+    };
+    const char* const enableFailed = "enable playback chn fail, ret = %d, %s\n";
+    add("PcmSink::Create", nothing, createSink, dropped, 1,
+        {sinkRule("rts_av_init", '-', "rts av init fail %d, %s\n", {}),
+         sinkRule("create_audio_queue", '-', "create audio queue fail, ret = %d, %s\n", {}),
+         sinkRule("rts_av_create_audio_playback_chn", '-',
+                  "create playback chn fail, ret = %d, %s\n", {}),
+         sinkRule("rts_av_create_audio_playback_chn", '+', enableFailed,
+                  {"rts_av_enable_chn", "rts_av_destroy_chn"}),
+         sinkRule("rts_av_enable_chn", '-', enableFailed, {"rts_av_destroy_chn"}),
+         sinkRule("rts_av_start_send", '-', "start send fail, ret = %d, %s\n",
+                  {"rts_av_disable_chn", "rts_av_destroy_chn"})});
     ops.back().records = {{kInfo, "RTS PCM Sink opened."}};
     ops.back().file = "src/rts390x/kq_api_shell/rts_pcm_sink.cpp";
     ops.back().again = true;
-    ops.push_back({"PcmSink destruction",
-                   [] { held.sink = module::PcmSink::Create("speaker", kParam); },
-                   [] { return held.sink.reset(), 0; },
-                   nothing,
-                   0,
-                   {{"*", 0, '-', 0, "RTS PCM Sink closed"}}});
-    ops.back().records = {{kInfo, "RTS PCM Sink closed"}};
+    const auto sinkOpen = [] { held.sink = module::PcmSink::Create("speaker", kParam); };
+    const auto sinkDropped = [] { return held.sink.reset(), 0; };
+    add("PcmSink destruction", sinkOpen, sinkDropped, nothing, 0,
+        {{"*", 0, '-', 0, "RTS PCM Sink closed"}})
+        .records = {{kInfo, "RTS PCM Sink closed"}};
 
     struct SourceKind {
         const char* name;
@@ -796,34 +725,33 @@ std::vector<Operation> FailureSweep::operations() {
     };
     for (const SourceKind& s : sources) {
         if ((s.multi || s.aac) && !hostctl::aacEncoderAvailable()) continue;
-        ops.push_back({std::string(s.name) + "::Create", nothing, s.create, dropped, 1,
-                       captureOpenRules(s.multi, s.aac), kCaptureWork});
-        ops.back().file = s.file;
-        ops.back().again = true;
+        Operation& createOp = add(std::string(s.name) + "::Create", nothing, s.create, dropped, 1,
+                                  captureOpenRules(s.multi, s.aac));
+        createOp.background = kCaptureWork;
+        createOp.file = s.file;
+        createOp.again = true;
         const auto create = s.create;
         const std::vector<Rule> closeRules = {
             {"rts_av_stop_recv", 0, '-', 0, "stop recv fail, ret = %d, %s\n"},
             {"*", 0, '-', 0, s.closed}};
-        ops.push_back({std::string(s.name) + " destruction",
-                       [create] { ASSERT_EQ(create(), 1); },
-                       [] { return held.source.reset(), 0; },
-                       nothing,
-                       0,
-                       closeRules,
-                       kCaptureWork,
-                       {{kInfo, s.closed}},
-                       s.file});
-        if (s.multi)
-            ops.push_back(
-                {"MultiAudioSharedSource, the last holder, destruction",
-                 [create] {
-                     ASSERT_EQ(create(), 1);
-                     auto multi =
-                         std::static_pointer_cast<module::MultiAudioSourceAacPcm>(held.source);
-                     held.shared = multi->CreateSharedSource(module::I_SourceFactory::CODEC_PCM);
-                     held.source.reset();
-                 },
-                 [] { return held.shared.reset(), 0; }, nothing, 0, closeRules, kCaptureWork});
+        const auto created = [create] { ASSERT_EQ(create(), 1); };
+        const auto sourceDropped = [] { return held.source.reset(), 0; };
+        Operation& closeOp = add(std::string(s.name) + " destruction", created, sourceDropped,
+                                 nothing, 0, closeRules);
+        closeOp.background = kCaptureWork;
+        closeOp.records = {{kInfo, s.closed}};
+        closeOp.file = s.file;
+        if (!s.multi) continue;
+        const auto sharedOnly = [create] {
+            ASSERT_EQ(create(), 1);
+            auto multi = std::static_pointer_cast<module::MultiAudioSourceAacPcm>(held.source);
+            held.shared = multi->CreateSharedSource(module::I_SourceFactory::CODEC_PCM);
+            held.source.reset();
+        };
+        const auto sharedDropped = [] { return held.shared.reset(), 0; };
+        add("MultiAudioSharedSource, the last holder, destruction", sharedOnly, sharedDropped,
+            nothing, 0, closeRules)
+            .background = kCaptureWork;
     }
 
     // Board functions.
@@ -833,80 +761,61 @@ std::vector<Operation> FailureSweep::operations() {
         ASSERT_EQ(set_aud_out_volume(100), 100);
         ASSERT_EQ(set_aud_in_volume(100), 100);
     };
-    const auto gpioRules = [](const char* text) {
-        return std::vector<Rule>{{"*", 0, '-', kCode, text, {{kError, text}}},
-                                 {"*", 0, '+', kCode, kQuiet}};
+    // A negative result is an error; a positive one is the pin's level.
+    const auto gpioOp = [&](const std::string& name, std::function<void()> setup, const char* text,
+                            std::function<int()> run) {
+        add(name, std::move(setup), std::move(run), nothing, 0,
+            {Rule{"*", 0, '-', kCode, text}.withRecords({{kError, text}}),
+             {"*", 0, '+', kCode, kQuiet}});
+        ops.back().file = "src/rts390x/kq_api_shell/rts_api_gpio.cpp";
     };
-    const std::size_t boardFrom = ops.size();
-    ops.push_back({"gpio_init", nothing, [] { return gpio_init(5, 1, 0); }, nothing, 0,
-                   gpioRules("init gpio fail!")});
-    ops.push_back({"gpio_deinit", pin, [] { return gpio_deinit(5); }, nothing, 0,
-                   gpioRules("deinit gpio fail!")});
-    ops.push_back({"gpio_get_value", pin, [] { return gpio_get_value(5); }, nothing, 0,
-                   gpioRules("get gpio value fail!")});
-    ops.push_back({"gpio_set_value", pin, [] { return gpio_set_value(5, 1); }, nothing, 0,
-                   gpioRules("set gpio value fail!")});
-    for (std::size_t i = boardFrom; i < ops.size(); ++i)
-        ops[i].file = "src/rts390x/kq_api_shell/rts_api_gpio.cpp";
-    static unsigned char buffer[4];
+    gpioOp("gpio_init", nothing, "init gpio fail!", [] { return gpio_init(5, 1, 0); });
+    gpioOp("gpio_deinit", pin, "deinit gpio fail!", [] { return gpio_deinit(5); });
+    gpioOp("gpio_get_value", pin, "get gpio value fail!", [] { return gpio_get_value(5); });
+    gpioOp("gpio_set_value", pin, "set gpio value fail!", [] { return gpio_set_value(5, 1); });
     // Any non-zero result of the board's I2C call is a failure, and a warning.
-    const auto i2cRules = [](const char* text) {
-        return std::vector<Rule>{{"*", 0, '*', kCode, text, {{kWarning, text}}}};
+    static unsigned char buffer[4];
+    const auto i2cOp = [&](const std::string& name, const char* text, std::function<int()> run) {
+        add(name, device, std::move(run), nothing, 0,
+            {Rule{"*", 0, '*', kCode, text}.withRecords({{kWarning, text}})});
     };
-    const std::vector<Rule> direct = i2cRules("i2c act direct fail!, ret = %d, %s");
-    const std::vector<Rule> reg = i2cRules("i2c act register fail!, ret = %d, %s");
-    const std::vector<Rule> bits = i2cRules("i2c act reg bits fail!, ret = %d, %s");
     for (i2c_action_type a : {I2C_ACTION_READ, I2C_ACTION_WRITE}) {
         const std::string what = a == I2C_ACTION_READ ? " read" : " write";
-        ops.push_back({"i2c_act_direct" + what, device,
-                       [a] { return i2c_act_direct(a, kDevice, 2, buffer, 4); }, nothing, 0,
-                       direct});
-        ops.push_back({"i2c_act_register" + what, device,
-                       [a] { return i2c_act_register(a, kDevice, 3, 0, 2, buffer, 4); }, nothing, 0,
-                       reg});
+        i2cOp("i2c_act_direct" + what, "i2c act direct fail!, ret = %d, %s",
+              [a] { return i2c_act_direct(a, kDevice, 2, buffer, 4); });
+        i2cOp("i2c_act_register" + what, "i2c act register fail!, ret = %d, %s",
+              [a] { return i2c_act_register(a, kDevice, 3, 0, 2, buffer, 4); });
     }
     for (i2c_action_type a : {I2C_ACTION_SET_BITS, I2C_ACTION_CLEAR_BITS, I2C_ACTION_UPDATE_BITS})
-        ops.push_back({"i2c_act_reg_bits " + std::to_string(a), device,
-                       [a] { return i2c_act_reg_bits(a, kDevice, 3, 0, 0x0F, 0x3C); }, nothing, 0,
-                       bits});
-    // A volume getter whose call succeeds without storing a value returns what it preset.
-    const std::size_t volumeFrom = ops.size();
-    ops.push_back({"get_aud_out_volume",
-                   unmuted,
-                   [] { return get_aud_out_volume(); },
-                   nothing,
-                   100,
-                   {{"*", 0, '-', kCode, "get playback volume fail!"}, {"*", 0, '+', -1, kQuiet}}});
-    ops.push_back({"get_aud_in_volume",
-                   unmuted,
-                   [] { return get_aud_in_volume(); },
-                   nothing,
-                   100,
-                   {{"*", 0, '-', kCode, "get capture volume fail!"}, {"*", 0, '+', -1, kQuiet}}});
-    ops.push_back({"set_aud_out_volume",
-                   unmuted,
-                   [] { return set_aud_out_volume(50); },
-                   nothing,
-                   50,
-                   {{"enable_playback_mute", 0, '-', kCode, "enable playback mute fail!"},
-                    {"set_playback_volume", 0, '-', kCode, "set playback volume fail!"},
-                    {"*", 0, '+', 50, kQuiet}}});
-    ops.push_back({"set_aud_in_volume",
-                   unmuted,
-                   [] { return set_aud_in_volume(50); },
-                   nothing,
-                   50,
-                   {{"enable_capture_mute", 0, '-', kCode, "enable capture mute fail!"},
-                    {"set_capture_volume", 0, '-', kCode, "set capture volume fail!"},
-                    {"*", 0, '+', 50, kQuiet}}});
-    // A failed volume call is an error; a failed mute leaves the volume alone.
-    for (std::size_t i = volumeFrom; i < ops.size(); ++i) {
-        ops[i].file = "src/rts390x/kq_api_shell/rts_api_audio_ctrl.cpp";
-        for (Rule& r : ops[i].rules)
+        i2cOp("i2c_act_reg_bits " + std::to_string(a), "i2c act reg bits fail!, ret = %d, %s",
+              [a] { return i2c_act_reg_bits(a, kDevice, 3, 0, 0x0F, 0x3C); });
+    // A failed volume call is an error; a failed mute leaves the volume alone. A getter
+    // whose call succeeds without storing a value returns what it preset.
+    const auto volumeOp = [&](const std::string& name, int ok, std::vector<Rule> rules,
+                              std::function<int()> run) {
+        for (Rule& r : rules) {
             if (r.log != kQuiet) r.records = {{kError, r.log}};
-        for (Rule& r : ops[i].rules)
             if (std::strstr(r.function, "_mute")) r.cleanup = std::vector<std::string>{};
-    }
+        }
+        add(name, unmuted, std::move(run), nothing, ok, rules);
+        ops.back().file = "src/rts390x/kq_api_shell/rts_api_audio_ctrl.cpp";
+    };
+    volumeOp("get_aud_out_volume", 100,
+             {{"*", 0, '-', kCode, "get playback volume fail!"}, {"*", 0, '+', -1, kQuiet}},
+             [] { return get_aud_out_volume(); });
+    volumeOp("get_aud_in_volume", 100,
+             {{"*", 0, '-', kCode, "get capture volume fail!"}, {"*", 0, '+', -1, kQuiet}},
+             [] { return get_aud_in_volume(); });
+    volumeOp("set_aud_out_volume", 50,
+             {{"enable_playback_mute", 0, '-', kCode, "enable playback mute fail!"},
+              {"set_playback_volume", 0, '-', kCode, "set playback volume fail!"},
+              {"*", 0, '+', 50, kQuiet}},
+             [] { return set_aud_out_volume(50); });
+    volumeOp("set_aud_in_volume", 50,
+             {{"enable_capture_mute", 0, '-', kCode, "enable capture mute fail!"},
+              {"set_capture_volume", 0, '-', kCode, "set capture volume fail!"},
+              {"*", 0, '+', 50, kQuiet}},
+             [] { return set_aud_in_volume(50); });
     return ops;
 }
 
