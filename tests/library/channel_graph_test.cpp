@@ -100,9 +100,7 @@ TEST_F(ChannelGraphTest, UnknownEncoderTypeOpensWithTheConfigurationItHad) {
     EXPECT_EQ(logTexts().front(), "Unkown enc_type: 1");
     EXPECT_EQ(argsOf("rts_av_set_profile"), "0, {1, 1920, 1080, 1, 25}");
     EXPECT_EQ(argsOf("rts_av_create_h264_chn"), "{12, -1, 2097152, 30, 0, 0}");
-    hostctl::LogRecord warning;
-    ASSERT_TRUE(findLog("Unkown enc_type: 1", &warning));
-    EXPECT_EQ(warning.level, 3u);
+    EXPECT_EQ(levelOf("Unkown enc_type: 1"), 3u);
 }
 
 TEST_F(ChannelGraphTest, FontSizeFollowsTheFrameWidth) {
@@ -231,9 +229,7 @@ TEST_F(ChannelGraphTest, OverlaySetupFailuresDoNotStopTheStream) {
     forgetHistory();
     hostctl::failCall("set_default_osd_attr", 1, kInjected);
     ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
-    hostctl::LogRecord warning;
-    ASSERT_TRUE(findLog(failure("set default osd attr fail, ret = %d, %s\n"), &warning));
-    EXPECT_EQ(warning.level, 3u);
+    EXPECT_EQ(levelOf(failure("set default osd attr fail, ret = %d, %s\n")), 3u);
 }
 
 }  // namespace

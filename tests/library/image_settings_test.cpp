@@ -122,9 +122,7 @@ TEST_F(ImageSettingsTest, UnknownTypesAreRefused) {
     EXPECT_EQ(kq_isp_set(26, 1), -1);
     EXPECT_EQ(kq_isp_set(0xffffffffu, 1), -1);
     EXPECT_THAT(callNames(), IsEmpty());
-    hostctl::LogRecord record;
-    ASSERT_TRUE(findLog("given isp type: 26 invalid!", &record));
-    EXPECT_EQ(record.level, 4u);
+    EXPECT_EQ(levelOf("given isp type: 26 invalid!"), 4u);
 
     forgetHistory();
     EXPECT_EQ(rts_set_isp(KQ_ISP_AE_1, 3), 0);

@@ -132,22 +132,4 @@ TEST_F(TimestampTest, FormatIsCutToThirtyOneCharactersAndAnOverlongExpansionDraw
     EXPECT_EQ(drawnTexts()[0].count, 5);
 }
 
-TEST_F(TimestampTest, OverlayCallsOutsideTheTwoChannelsOrBeforeStartTouchNothing) {
-    kq_enable_osd(2, 1);
-    kq_osd_set_position(-1, 3);
-    kq_osd_set_color(5, 1, 2, 3, 4, 5, 6);
-    kq_osd_set_format(2, "%H");
-    EXPECT_EQ(logTexts().size(), 4u);
-    kq_osd_set_format(0, nullptr);
-    EXPECT_EQ(logTexts().size(), 5u);
-    kq_uninit();
-    hostctl::clearLogRecords();
-    kq_enable_osd(0, 1);
-    EXPECT_EQ(logTexts(),
-              (std::vector<std::string>{"kq_enable_osd: library not started, kq_init_kq first"}));
-    EXPECT_EQ(kq_osd_init(), 0);
-    EXPECT_EQ(kq_osd_uninit(), 0);
-    kq_osd_update();
-}
-
 }  // namespace
