@@ -7,6 +7,7 @@
 #include "camera_support.h"
 #include "kq_board.h"
 #include "library_fixture.h"
+#include "log_entry.h"
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -72,52 +73,46 @@ TEST_F(BoardTest, GpioPinsAreDrivenThroughBankZeroAndTheirLevelsReturnedUnlogged
     EXPECT_THAT(logTexts(), IsEmpty());
 }
 
-TEST_F(BoardTest, TransferChecksComeInTheirOrderBeforeTheAction) {
+// A transfer's arguments are checked in their order before its action: the length, the
+// size, the buffer, then the sizes' comparison; each function then refuses the actions
+// it does not take. Every refusal is a warning with its code, and nothing is transferred.
+TEST_F(BoardTest, I2cArgumentsAreCheckedInTheirOrderBeforeTheAction) {
     unsigned char buffer[4] = {};
     const struct {
         int length;
         unsigned char* buffer;
         int size;
         int code;
-        const char* text;
-    } cases[] = {
-        {0, nullptr, 0, -21, "Is a directory"},  // the length first
-        {-1, buffer, 4, -21, "Is a directory"},
-        {4, nullptr, 0, -21, "Is a directory"},  // the size before the buffer
-        {4, nullptr, -3, -21, "Is a directory"},
-        {4, nullptr, 4, -10, "No child processes"},
-        {4, nullptr, 2, -10, "No child processes"},  // the buffer before the sizes' comparison
-        {4, buffer, 2, -69, "Srmount error"},
+    } transfers[] = {
+        {0, nullptr, 0, -21}, {-1, buffer, 4, -21}, {4, nullptr, 0, -21}, {4, nullptr, -3, -21},
+        {4, nullptr, 4, -10}, {4, nullptr, 2, -10}, {4, buffer, 2, -69},
+    };
+    const auto expectRefused = [](const char* function, int result, int code) {
+        EXPECT_EQ(result, code);
+        expectWarning(std::string("i2c act ") + function + " fail!, ret = " + std::to_string(code) +
+                      ", " + errno2str(code));
     };
     for (i2c_action_type action : {I2C_ACTION_READ, I2C_ACTION_WRITE, I2C_ACTION_SET_BITS}) {
-        for (const auto& c : cases) {
+        for (const auto& t : transfers) {
             SCOPED_TRACE(testing::Message()
-                         << "action " << action << ", length " << c.length << ", size " << c.size);
-            const std::string codeText = std::to_string(c.code) + ", " + c.text;
-            EXPECT_EQ(i2c_act_direct(action, kDevice, c.length, c.buffer, c.size), c.code);
-            expectWarning("i2c act direct fail!, ret = " + codeText);
-            EXPECT_EQ(i2c_act_register(action, kDevice, 1, 0, c.length, c.buffer, c.size), c.code);
-            expectWarning("i2c act register fail!, ret = " + codeText);
+                         << "action " << action << ", length " << t.length << ", size " << t.size);
+            expectRefused("direct", i2c_act_direct(action, kDevice, t.length, t.buffer, t.size),
+                          t.code);
+            expectRefused("register",
+                          i2c_act_register(action, kDevice, 1, 0, t.length, t.buffer, t.size),
+                          t.code);
         }
     }
-    EXPECT_THAT(callNames(), IsEmpty());
-}
-
-TEST_F(BoardTest, EachI2cFunctionRefusesTheActionsItDoesNotTake) {
-    unsigned char buffer[2] = {};
     for (i2c_action_type action : {I2C_ACTION_SET_BITS, I2C_ACTION_CLEAR_BITS,
                                    I2C_ACTION_UPDATE_BITS, kUnknownAction, kNegativeAction}) {
         SCOPED_TRACE(action);
-        EXPECT_EQ(i2c_act_direct(action, kDevice, 2, buffer, 2), -21);
-        expectWarning("i2c act direct fail!, ret = -21, Is a directory");
-        EXPECT_EQ(i2c_act_register(action, kDevice, 1, 0, 2, buffer, 2), -21);
-        expectWarning("i2c act register fail!, ret = -21, Is a directory");
+        expectRefused("direct", i2c_act_direct(action, kDevice, 2, buffer, 2), -21);
+        expectRefused("register", i2c_act_register(action, kDevice, 1, 0, 2, buffer, 2), -21);
     }
     for (i2c_action_type action :
          {I2C_ACTION_READ, I2C_ACTION_WRITE, kUnknownAction, kNegativeAction}) {
         SCOPED_TRACE(action);
-        EXPECT_EQ(i2c_act_reg_bits(action, kDevice, 1, 0, 0xff, 0xff), -21);
-        expectWarning("i2c act reg bits fail!, ret = -21, Is a directory");
+        expectRefused("reg bits", i2c_act_reg_bits(action, kDevice, 1, 0, 0xff, 0xff), -21);
     }
     EXPECT_THAT(callNames(), IsEmpty());
 }
