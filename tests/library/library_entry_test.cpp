@@ -1,5 +1,6 @@
 // Starting and stopping the library, the status codes and log texts of the exported
 // entry functions, and the calls refused while the library is not started.
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -114,7 +115,7 @@ TEST_F(LibraryEntryTest, CallsWithoutAStartedLibraryAreRefusedWithoutPlatformCal
 
 TEST_F(LibraryEntryTest, InvalidChannelsAreRefusedBeforeAnythingIsTouched) {
     startLibrary();
-    for (int channel : {2, -1, 1000}) {
+    for (int channel : {2, -1, 1000, -100000, INT_MAX}) {
         for (const ChannelEntry& e : kChannelEntries) {
             SCOPED_TRACE(std::string(e.function) + "(" + std::to_string(channel) + ")");
             EXPECT_EQ(e.call(channel), e.invalidChannel);
