@@ -26,7 +26,7 @@ protected:
 };
 
 // The default text, the local date and time, is read from a picture by
-// TimestampPictureTest.TimestampIsReadableAndCurrent.
+// PipelineTest.TimestampIsReadableAndCurrentThenBlankWhenSwitchedOff.
 TEST_F(TimestampTest, DefaultTimestampIsNineteenCharactersAtTheTopLeftDrawnEachSecond) {
     startWithTimestamp(h264(1920, 1080));
     ASSERT_TRUE(waitForDrawings(1));
