@@ -71,10 +71,9 @@ protected:
     }
 };
 
-TEST_F(LibraryEntryTest, InitStartsThePlatformSavesTheImageAndLogsSuccess) {
+TEST_F(LibraryEntryTest, InitStartsThePlatformOnceSavesTheImageAndLogsSuccess) {
     ASSERT_EQ(kq_init_kq(), KQ_OK);
     EXPECT_EQ(hostctl::platformInitCount(), 1);
-
     std::vector<std::string> names = callNames();
     ASSERT_FALSE(names.empty());
     EXPECT_EQ(names.front(), "rts_av_init");
@@ -86,21 +85,18 @@ TEST_F(LibraryEntryTest, InitStartsThePlatformSavesTheImageAndLogsSuccess) {
     EXPECT_TRUE(success.file.empty()) << "only error records carry a source location";
     EXPECT_EQ(success.line, 0u);
 
-    kq_uninit();
-    EXPECT_EQ(hostctl::platformInitCount(), 0);
-}
-
-TEST_F(LibraryEntryTest, SecondInitIsRefusedAndKeepsTheRunningLibrary) {
-    startLibrary();
-    kq_encoder_param param = h264();
-    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+    // A second start is refused and keeps the running library.
+    openPipe(0, h264());
     forgetHistory();
-
     EXPECT_EQ(kq_init_kq(), KQ_FAIL);
     EXPECT_THAT(callNames(), IsEmpty()) << "no second platform start";
     EXPECT_EQ(levelOf("kq_init_kq: library already started, kq_uninit first"), 4u);
     EXPECT_EQ(hostctl::platformInitCount(), 1);
     EXPECT_EQ(hostctl::liveChannelCount(), 4) << "the open channel is untouched";
+
+    kq_uninit();
+    EXPECT_EQ(hostctl::platformInitCount(), 0);
+    EXPECT_EQ(hostctl::liveChannelCount(), 0);
 }
 
 TEST_F(LibraryEntryTest, CallsWithoutAStartedLibraryAreRefusedWithoutPlatformCalls) {
