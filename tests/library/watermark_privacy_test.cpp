@@ -3,9 +3,6 @@
 // switched with the icon; and every refusal on the way.
 #include <unistd.h>
 
-#include <atomic>
-#include <thread>
-
 #include "bitmap_files.h"
 #include "library/library_fixture.h"
 
@@ -35,13 +32,12 @@ protected:
         mFolder = folder;
         writeBitmapFile(mLogo = mFolder + "/logo.bmp", 200, 100, 32);
         writeBitmapFile(mIcon = mFolder + "/icon.bmp", 320, 240, 24);
-        writeBitmapFile(mSmallIcon = mFolder + "/small.bmp", 64, 48, 24);
         startLibrary();
     }
 
     void TearDown() override {
         LibraryTest::TearDown();
-        for (const char* name : {"logo.bmp", "icon.bmp", "small.bmp", "big.bmp"})
+        for (const char* name : {"logo.bmp", "icon.bmp", "big.bmp"})
             std::remove((mFolder + "/" + name).c_str());
         rmdir(mFolder.c_str());
     }
@@ -52,33 +48,29 @@ protected:
         forgetHistory();
     }
 
-    std::string mFolder, mLogo, mIcon, mSmallIcon;
+    std::string mFolder, mLogo, mIcon;
 };
 
-struct LogoPlacement {
-    int option;
-    DrawnImage at;
-};
-
-class LogoPlacementTest : public OverlayImageTest,
-                          public ::testing::WithParamInterface<LogoPlacement> {};
-
-TEST_P(LogoPlacementTest, TwoHundredByOneHundredOnFullHd) {
+TEST_F(OverlayImageTest, ATwoHundredByOneHundredLogoIsPlacedByItsOptionOnFullHd) {
     open(0, h264(1920, 1080));
     kq_watermark_setup_logo(0, mLogo.c_str());
-    kq_watermark_setup_position(0, GetParam().option);
-    EXPECT_EQ(kq_watermark_enable(0, 1), 0);
-    EXPECT_THAT(drawnImages(), ElementsAre(GetParam().at));
-    EXPECT_THAT(logTexts(), IsEmpty());
+    const struct {
+        int option;
+        DrawnImage at;
+    } placements[] = {
+        {KQ_POS_TOP_LEFT_ALT, {5, 5, 1}}, {KQ_POS_BOTTOM_LEFT, {5, 975, 1}},
+        {KQ_POS_TOP_RIGHT, {1715, 5, 1}}, {KQ_POS_BOTTOM_RIGHT, {1715, 975, 1}},
+        {KQ_POS_TOP_CENTER, {860, 5, 1}}, {KQ_POS_BOTTOM_CENTER, {860, 975, 1}},
+    };
+    for (const auto& p : placements) {
+        SCOPED_TRACE(p.option);
+        forgetHistory();
+        kq_watermark_setup_position(0, p.option);
+        EXPECT_EQ(kq_watermark_enable(0, 1), 0);
+        EXPECT_THAT(drawnImages(), ElementsAre(p.at));
+        EXPECT_THAT(logTexts(), IsEmpty());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Options, LogoPlacementTest,
-                         ::testing::Values(LogoPlacement{KQ_POS_TOP_LEFT_ALT, {5, 5, 1}},
-                                           LogoPlacement{KQ_POS_BOTTOM_LEFT, {5, 975, 1}},
-                                           LogoPlacement{KQ_POS_TOP_RIGHT, {1715, 5, 1}},
-                                           LogoPlacement{KQ_POS_BOTTOM_RIGHT, {1715, 975, 1}},
-                                           LogoPlacement{KQ_POS_TOP_CENTER, {860, 5, 1}},
-                                           LogoPlacement{KQ_POS_BOTTOM_CENTER, {860, 975, 1}}));
 
 TEST_F(OverlayImageTest, LogoIsDrawnOnlyWhenSwitchedOnAndKeepsItsPlaceAcrossAReopen) {
     // A logo set before the channel exists is drawn once it does.
