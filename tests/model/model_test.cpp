@@ -101,7 +101,6 @@ struct ChannelModel {
     const int number;
     std::mutex lock;
     bool open = false;
-    bool started = false;
     bool snapshotCallback = false;
     std::atomic<bool> closed{true};
 };
@@ -154,7 +153,6 @@ void openChannel(ChannelModel& c, Random& r) {
     if (code == KQ_OK) {
         ++gCoverage.opens;
         c.open = true;
-        c.started = false;
         c.closed = false;
     }
 }
@@ -164,16 +162,13 @@ void startChannel(ChannelModel& c) {
     const int code = kq_start_encoder(c.number);
     expectCode("kq_start_encoder", code, {KQ_OK, KQ_FAIL});
     if (code == KQ_OK && !c.open) fail("kq_start_encoder(%d) started a closed channel", c.number);
-    if (code == KQ_OK) {
-        ++gCoverage.starts;
-        c.started = true;
-    }
+    if (code == KQ_OK) ++gCoverage.starts;
 }
 
 void closeChannel(ChannelModel& c) {
     std::lock_guard<std::mutex> graph(gGraphLock);
     kq_close_encoder(c.number);
-    c.open = c.started = false;
+    c.open = false;
     c.closed = true;
 }
 
