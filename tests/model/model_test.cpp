@@ -401,20 +401,6 @@ struct Budget {
     bool spent() { return left.fetch_sub(1) <= 0 || Clock::now() >= until || gFailed; }
 };
 
-// Calls the library may meet before kq_init_kq() or after kq_uninit().
-void callWhileStopped(Random& r) {
-    const kq_encoder_param param = randomParam(r);
-    expectCode("kq_open_encoder before start",
-               kq_open_encoder(r.below(2), &param, onFrame, nullptr), {KQ_FAIL});
-    expectCode("kq_start_encoder before start", kq_start_encoder(r.below(2)), {KQ_FAIL});
-    expectCode("kq_poll_frame before start", kq_poll_frame(0), {0});
-    expectCode("kq_trigger_snapshot before start", kq_trigger_snapshot(r.below(2), 80), {-16});
-    expectCode("kq_watermark_enable before start", kq_watermark_enable(r.below(2), 1), {-1});
-    kq_close_encoder(r.below(2));
-    kq_enable_osd(r.below(2), 1);
-    kq_uninit();
-}
-
 // Runs the workers for `stepsEach` steps each (fewer once the run's budget is spent),
 // with the poller polling until they are done.
 void runPhase(uint64_t phase, Budget& budget, long stepsEach) {
@@ -540,7 +526,6 @@ int main(int argc, char** argv) {
     Random coordinator(gSeed, 99);
     uint64_t phase = 0;
     for (; budget.left > 0 && Clock::now() < budget.until && !gFailed; ++phase) {
-        callWhileStopped(coordinator);
         expectCode("kq_init_kq", kq_init_kq(), {KQ_OK});
         expectCode("kq_init_kq again", kq_init_kq(), {KQ_FAIL});
         for (ChannelModel& c : gChannels) {
@@ -550,7 +535,6 @@ int main(int argc, char** argv) {
         runPhase(phase, budget, kStepsPerWorkerAndPhase);
         closeEverything();
     }
-    callWhileStopped(coordinator);
     checkNothingLeft(threadsBefore);
     const long done = options.steps - std::max(0L, budget.left.load());
     const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
