@@ -20,7 +20,6 @@
 #include "module/buf.h"
 #include "module/multi_audio_source.h"
 #include "module/pcm_source.h"
-#include "tone.h"
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
@@ -153,11 +152,13 @@ protected:
 
 // ---- PCM -------------------------------------------------------------------------------------
 
-TEST_F(CaptureSourceTest, PcmFramesArriveInOrderOnePeriodApartCarryingTheGeneratorsTone) {
+// The frames' bytes are checked one by one by EachBufferBecomesOneFrame..., the
+// generator's tone by the platform's capture tests and, through the AAC source, by
+// CaptureTest.TheAacFramesDecodeToTheGeneratorsToneAtTheCapturedFormat.
+TEST_F(CaptureSourceTest, PcmFramesArriveInOrderOnePeriodApart) {
     auto source = module::PcmSource::Create("mic", kParam);
     EXPECT_TRUE(findLog("RTS PCM Source opened."));
     const int frames = 3000 / hostctl::kCapturePeriodMs;  // 3 s
-    std::vector<int16_t> samples;
     std::shared_ptr<module::Buf> frame;
     uint32_t previousMs = 0;
     for (int i = 0; i < frames; ++i) {
@@ -166,13 +167,8 @@ TEST_F(CaptureSourceTest, PcmFramesArriveInOrderOnePeriodApartCarryingTheGenerat
             ASSERT_EQ(mediaMs(*frame) - previousMs, hostctl::kCapturePeriodMs) << i;
         }
         previousMs = mediaMs(*frame);
-        auto* s = reinterpret_cast<const int16_t*>(frame->Data());
-        samples.insert(samples.end(), s, s + frame->size / 2);
     }
     EXPECT_EQ(hostctl::channelStats(encodeChannel()).dropped, 0u);
-    ToneMeasure tone = measureTone(samples, 1, kParam.sampleRate);
-    EXPECT_NEAR(tone.hertz, hostctl::kCaptureToneHz, 1.0);
-    EXPECT_NEAR(tone.peak, 32767 / 4, 32767 / 40);
 }
 
 // Each source opens the device it is given, its name cut to 63 characters.
