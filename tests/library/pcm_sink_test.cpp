@@ -319,31 +319,4 @@ TEST_F(PcmSinkTest, ANameOfSixtyFourCharactersReachesThePlatformCutTo63) {
     EXPECT_EQ(args.find(std::string(64, 'n')), std::string::npos) << args;
 }
 
-// The last holder of the sink destroys it while others still write, flush and ask how
-// much is waiting: ThreadSanitizer watches it in CI.
-TEST_F(PcmSinkTest, TheLastHolderDestroysTheSinkWhileOthersStillUseIt) {
-    hostctl::setJournalEnabled(false);
-    auto sink = create();
-    std::vector<std::thread> users;
-    for (int t = 0; t < 3; ++t)
-        users.emplace_back([held = sink, t]() mutable {
-            for (int i = 0;; ++i) {
-                if (t == 0)
-                    held->Write(counting(static_cast<uint32_t>(i) * kSamplesPerBuffer),
-                                kFrameBytes);
-                if (t == 1) held->Flush();
-                if (t == 2) held->setVolume(i % 100);
-                (void)held->JitterMs();
-                std::this_thread::sleep_for(1ms);
-                if (i == 200 + 50 * t) held.reset();  // each lets go at its own time
-                if (!held) return;
-            }
-        });
-    sink.reset();
-    std::this_thread::sleep_for(100ms);
-    for (std::thread& user : users) user.join();
-    EXPECT_EQ(hostctl::liveChannelCount(), 0);
-    EXPECT_EQ(hostctl::platformInitCount(), 0);
-}
-
 }  // namespace
