@@ -41,12 +41,6 @@ inline bool haveTool(const char* tool) {
 #define REQUIRE_TOOL(tool) \
     if (!haveTool(tool)) GTEST_SKIP() << tool " is not installed (./dev installs it)"
 
-inline void writeFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-}
-
 // A decoded picture, 8-bit RGB, row after row.
 struct Rgb {
     int width = 0, height = 0;
@@ -121,9 +115,10 @@ protected:
         std::size_t before = snapshots().size();
         EXPECT_EQ(kq_trigger_snapshot(channel, quality), 0);
         if (!pollUntil([&] { return snapshots().size() > before; }, 60000)) return "";
-        std::string file = path(name);
-        writeFile(file, snapshots().back().jpeg);
-        return file;
+        const std::vector<uint8_t> jpeg = snapshots().back().jpeg;
+        std::ofstream(path(name), std::ios::binary)
+            .write(reinterpret_cast<const char*>(jpeg.data()), std::streamsize(jpeg.size()));
+        return path(name);
     }
 
     // Polls until `channel` has made two more JPEG pictures: one drawn before an overlay

@@ -65,28 +65,19 @@ TEST_F(PipelineTest, StreamsAndSnapshotsDecodeAtTheirSizesWithKeyFramesAtTheInte
               "codec_name=mjpeg\nwidth=320\nheight=240\nnb_read_frames=1\n");
 }
 
-class TimestampPictureTest : public PipelineTest {
-protected:
-    // Starts channel 0 as 1280x720 MJPEG (a 48 px font) with the timestamp on, and
-    // waits until it has been drawn.
-    void startWithTimestamp() {
-        startStream(0, mjpeg(1280, 720, 10));
-        kq_enable_osd(0, 1);
-        ASSERT_TRUE(pollUntil([] { return !hostctl::calls("set_osd_text").empty(); }, 10000));
-    }
-
-    // What tesseract reads in a snapshot where the library placed the timestamp: at its
-    // last drawing's position, 19 characters half the 48 px font wide.
-    static std::string readTimestamp(const std::string& jpeg) {
-        DrawnText last = drawnTexts().back();
-        return readText(jpeg, last.x - 5, last.y - 5, 19 * 24 + 10, 48 + 10);
-    }
-};
-
-TEST_F(TimestampPictureTest, TimestampIsReadableAndCurrent) {
+// The timestamp shows the local date and time, current and readable, and leaves its place
+// blank once switched off.
+TEST_F(PipelineTest, TimestampIsReadableAndCurrentThenBlankWhenSwitchedOff) {
     REQUIRE_TOOL("tesseract");
     REQUIRE_TOOL("ffmpeg");
-    startWithTimestamp();
+    // 1280x720 MJPEG: a 48 px font, 19 characters half as wide, where the library put them.
+    startStream(0, mjpeg(1280, 720, 10));
+    kq_enable_osd(0, 1);
+    ASSERT_TRUE(pollUntil([] { return !hostctl::calls("set_osd_text").empty(); }, 10000));
+    const DrawnText at = drawnTexts().back();
+    auto readTimestamp = [&](const std::string& jpeg) {
+        return readText(jpeg, at.x - 5, at.y - 5, 19 * 24 + 10, 48 + 10);
+    };
     // Past the first drawing, so the snapshot shows a whole text.
     pollUntil([] { return false; }, 300);
     std::string jpeg = snapshot(0, "timestamp.jpg");
@@ -94,62 +85,53 @@ TEST_F(TimestampPictureTest, TimestampIsReadableAndCurrent) {
     std::string text = readTimestamp(jpeg);
     tm shown{};
     bool found = false;
-    for (std::size_t at = 0; at < text.size() && !found; ++at)
+    for (std::size_t i = 0; i < text.size() && !found; ++i)
         found =
-            std::sscanf(text.c_str() + at, "%4d-%2d-%2d %2d:%2d:%2d", &shown.tm_year, &shown.tm_mon,
+            std::sscanf(text.c_str() + i, "%4d-%2d-%2d %2d:%2d:%2d", &shown.tm_year, &shown.tm_mon,
                         &shown.tm_mday, &shown.tm_hour, &shown.tm_min, &shown.tm_sec) == 6;
     ASSERT_TRUE(found) << "tesseract read \"" << text << "\"";
     shown.tm_year -= 1900;
     shown.tm_mon -= 1;
     shown.tm_isdst = -1;
     EXPECT_LE(std::abs(difftime(mktime(&shown), snapshots().back().taken)), 2.0) << text;
-}
 
-TEST_F(TimestampPictureTest, SwitchedOffTimestampIsBlank) {
-    REQUIRE_TOOL("tesseract");
-    REQUIRE_TOOL("ffmpeg");
-    startWithTimestamp();
-    kq_enable_osd(0, 0);
     // The erase comes with the next poll step.
-    pollUntil([] { return hostctl::calls("set_osd_text").size() >= 2; }, 5000);
+    const std::size_t drawings = hostctl::calls("set_osd_text").size();
+    kq_enable_osd(0, 0);
+    pollUntil([&] { return hostctl::calls("set_osd_text").size() > drawings; }, 5000);
     waitForFreshPictures(0);
-    std::string jpeg = snapshot(0, "blank.jpg");
+    jpeg = snapshot(0, "blank.jpg");
     ASSERT_FALSE(jpeg.empty());
-    std::string text = readTimestamp(jpeg);
+    text = readTimestamp(jpeg);
     EXPECT_TRUE(
         std::none_of(text.begin(), text.end(), [](unsigned char c) { return std::isdigit(c); }))
         << "tesseract read \"" << text << "\"";
 }
 
-TEST_F(PipelineTest, GrayModeGivesASnapshotWithoutColour) {
-    REQUIRE_TOOL("ffmpeg");
-    startStream(1, mjpeg(320, 240, 25));
-    ASSERT_EQ(kq_isp_set(KQ_ISP_GRAY_MODE, 1), 0);
-    std::string jpeg = snapshot(1, "gray.jpg");
-    Rgb picture = decode(jpeg, 320, 240);
-    ASSERT_FALSE(picture.pixels.empty());
-    int spread = 0;
-    for (std::size_t i = 0; i < picture.pixels.size(); i += 3) {
-        auto [lo, hi] =
-            std::minmax({picture.pixels[i], picture.pixels[i + 1], picture.pixels[i + 2]});
-        spread = std::max(spread, hi - lo);
-    }
-    EXPECT_LE(spread, 6) << "largest difference between a pixel's colour components";
-}
-
-TEST_F(PipelineTest, FlipMirrorsThePattern) {
+// Image settings show in the picture: a flip mirrors the pattern, gray mode takes its
+// colour.
+TEST_F(PipelineTest, FlipMirrorsThePatternAndGrayModeTakesItsColour) {
     REQUIRE_TOOL("ffmpeg");
     startStream(1, mjpeg(320, 240, 25));
     Rgb straight = decode(snapshot(1, "straight.jpg"), 320, 240);
     kq_set_image_flip(1);
     Rgb mirrored = decode(snapshot(1, "mirrored.jpg"), 320, 240);
+    ASSERT_EQ(kq_isp_set(KQ_ISP_GRAY_MODE, 1), 0);
+    Rgb gray = decode(snapshot(1, "gray.jpg"), 320, 240);
     ASSERT_FALSE(straight.pixels.empty());
     ASSERT_FALSE(mirrored.pixels.empty());
+    ASSERT_FALSE(gray.pixels.empty());
     // The pattern's bars run from white on the left to black on the right.
     EXPECT_GT(bandLuma(straight, 0, 16), 200);
     EXPECT_LT(bandLuma(straight, 304, 320), 50);
     EXPECT_LT(bandLuma(mirrored, 0, 16), 50);
     EXPECT_GT(bandLuma(mirrored, 304, 320), 200);
+    int spread = 0;
+    for (std::size_t i = 0; i < gray.pixels.size(); i += 3) {
+        auto [lo, hi] = std::minmax({gray.pixels[i], gray.pixels[i + 1], gray.pixels[i + 2]});
+        spread = std::max(spread, hi - lo);
+    }
+    EXPECT_LE(spread, 6) << "largest difference between a pixel's colour components";
 }
 
 }  // namespace

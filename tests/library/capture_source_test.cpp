@@ -1,12 +1,9 @@
 // The capture sources against the host's capture chain: what reaches the readers, the
-// AAC dump file and its sharing, the combined source's queues and shared sources, every
-// failure of opening, and readers on other threads while the sources go.
-#include <dirent.h>
-#include <sndfile.h>
+// AAC dump file and its sharing, the combined source's queues and shared sources, and
+// the records of opening and closing.
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <condition_variable>
 #include <cstring>
 #include <fstream>
@@ -23,7 +20,6 @@
 #include "module/buf.h"
 #include "module/multi_audio_source.h"
 #include "module/pcm_source.h"
-#include "tone.h"
 
 using ::testing::Contains;
 using ::testing::HasSubstr;
@@ -49,23 +45,6 @@ std::vector<uint8_t> bytesOf(const module::Buf& buf) { return {buf.Data(), buf.D
 std::vector<uint8_t> readFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::string errorText(int code) { return errno2str(code); }
-
-// Whether this process holds the AAC dump file open.
-bool dumpFileOpen() {
-    DIR* fds = ::opendir("/proc/self/fd");
-    bool open = false;
-    while (dirent* entry = fds ? ::readdir(fds) : nullptr) {
-        char target[256] = {};
-        const std::string link = std::string("/proc/self/fd/") + entry->d_name;
-        if (::readlink(link.c_str(), target, sizeof target - 1) > 0 &&
-            kDumpPath == std::string(target))
-            open = true;
-    }
-    if (fds) ::closedir(fds);
-    return open;
 }
 
 // A read of a source blocks until a frame comes, and a scripted channel yields only what
@@ -102,11 +81,11 @@ enum class Kind { Pcm, Aac, Multi };
 
 class CaptureSourceTest : public LibraryTest {
 protected:
-    static std::shared_ptr<module::I_Source> create(Kind kind) {
+    static std::shared_ptr<module::I_Source> create(Kind kind, const char* device = "mic") {
         switch (kind) {
-            case Kind::Pcm: return module::PcmSource::Create("mic", kParam);
-            case Kind::Aac: return module::AacSource::Create("mic", kParam);
-            case Kind::Multi: return module::MultiAudioSourceAacPcm::Create("mic", kParam);
+            case Kind::Pcm: return module::PcmSource::Create(device, kParam);
+            case Kind::Aac: return module::AacSource::Create(device, kParam);
+            case Kind::Multi: return module::MultiAudioSourceAacPcm::Create(device, kParam);
         }
         return nullptr;
     }
@@ -163,11 +142,6 @@ protected:
         return -1;
     }
 
-    static bool nothingLeft() {
-        return hostctl::liveChannelCount() == 0 && hostctl::platformInitCount() == 0 &&
-               hostctl::aacEncoderPacks() == 0;
-    }
-
     AacDumpLock mDumpLock;
 };
 
@@ -178,11 +152,13 @@ protected:
 
 // ---- PCM -------------------------------------------------------------------------------------
 
-TEST_F(CaptureSourceTest, PcmFramesArriveInOrderOnePeriodApartCarryingTheGeneratorsTone) {
+// The frames' bytes are checked one by one by EachBufferBecomesOneFrame..., the
+// generator's tone by the platform's capture tests and, through the AAC source, by
+// CaptureTest.TheAacFramesDecodeToTheGeneratorsToneAtTheCapturedFormat.
+TEST_F(CaptureSourceTest, PcmFramesArriveInOrderOnePeriodApart) {
     auto source = module::PcmSource::Create("mic", kParam);
     EXPECT_TRUE(findLog("RTS PCM Source opened."));
     const int frames = 3000 / hostctl::kCapturePeriodMs;  // 3 s
-    std::vector<int16_t> samples;
     std::shared_ptr<module::Buf> frame;
     uint32_t previousMs = 0;
     for (int i = 0; i < frames; ++i) {
@@ -191,36 +167,21 @@ TEST_F(CaptureSourceTest, PcmFramesArriveInOrderOnePeriodApartCarryingTheGenerat
             ASSERT_EQ(mediaMs(*frame) - previousMs, hostctl::kCapturePeriodMs) << i;
         }
         previousMs = mediaMs(*frame);
-        auto* s = reinterpret_cast<const int16_t*>(frame->Data());
-        samples.insert(samples.end(), s, s + frame->size / 2);
     }
     EXPECT_EQ(hostctl::channelStats(encodeChannel()).dropped, 0u);
-    ToneMeasure tone = measureTone(samples, 1, kParam.sampleRate);
-    EXPECT_NEAR(tone.hertz, hostctl::kCaptureToneHz, 1.0);
-    EXPECT_NEAR(tone.peak, 32767 / 4, 32767 / 40);
 }
 
-TEST_F(CaptureSourceTest, AWavFileGivenAsDeviceComesBackSampleForSample) {
-    const std::string path =
-        ::testing::TempDir() + "capture_source_" + std::to_string(getpid()) + ".wav";
-    std::vector<int16_t> written(16000 / 2);  // half a second: the loop shows after it
-    for (std::size_t i = 0; i < written.size(); ++i) written[i] = int16_t(i * 7 - 20000);
-    SF_INFO info{0, 16000, 1, SF_FORMAT_WAV | SF_FORMAT_PCM_16, 0, 0};
-    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
-    ASSERT_NE(file, nullptr);
-    sf_write_short(file, written.data(), sf_count_t(written.size()));
-    sf_close(file);
-
-    auto source = module::PcmSource::Create(path.c_str(), kParam);
-    std::vector<int16_t> read;
-    std::shared_ptr<module::Buf> frame;
-    while (read.size() < written.size() * 2) {
-        ASSERT_GT(source->Read(&frame, 0, 0), 0);
-        auto* s = reinterpret_cast<const int16_t*>(frame->Data());
-        read.insert(read.end(), s, s + frame->size / 2);
+// Each source opens the device it is given, its name cut to 63 characters.
+TEST_F(CaptureSourceTest, EachSourceOpensTheDeviceItIsGivenCutTo63Characters) {
+    const std::string name(64, 'n');
+    for (Kind kind : {Kind::Pcm, Kind::Aac, Kind::Multi}) {
+        if (kind != Kind::Pcm && !hostctl::aacEncoderAvailable()) continue;
+        forgetHistory();
+        create(kind, name.c_str()).reset();
+        const std::string args = hostctl::calls("rts_av_create_audio_capture_chn").at(0).args;
+        EXPECT_NE(args.find(std::string(63, 'n')), std::string::npos) << args;
+        EXPECT_EQ(args.find(name), std::string::npos) << args;
     }
-    for (std::size_t i = 0; i < written.size() * 2; ++i)
-        ASSERT_EQ(read[i], written[i % written.size()]) << "sample " << i;
 }
 
 TEST_F(CaptureSourceTest, EachBufferBecomesOneFrameWithItsBytesAndItsTimeInMilliseconds) {
@@ -241,43 +202,27 @@ TEST_F(CaptureSourceTest, EachBufferBecomesOneFrameWithItsBytesAndItsTimeInMilli
 
 // ---- Opening, closing and their failures -------------------------------------------------------
 
-TEST_F(CaptureSourceTest, FailuresToStartOrStopReceivingEndTheWorkerAsEachSourceSays) {
-    ::testing::internal::CaptureStdout();
-    hostctl::failCall("rts_av_start_recv", 1, -EIO);
-    auto pcm = module::PcmSource::Create("mic", kParam);
-    std::shared_ptr<module::Buf> frame;
-    EXPECT_EQ(pcm->Read(&frame, 0, 0), 0);
-    pcm.reset();
-    std::string printed = ::testing::internal::GetCapturedStdout();
-    EXPECT_EQ(printed, "start recv fail, ret = -5, " + errorText(-EIO) + "\n");
-    EXPECT_TRUE(nothingLeft());
-
-    hostctl::failCall("rts_av_stop_recv", 1, -EIO);
-    module::PcmSource::Create("mic", kParam).reset();
-    EXPECT_TRUE(findLog("stop recv fail, ret = -5, " + errorText(-EIO) + "\n"));
-
-    if (!hostctl::aacEncoderAvailable()) return;
-    ::testing::internal::CaptureStdout();
-    hostctl::failCall("rts_av_start_recv", 1, -EIO);
-    auto multi = module::MultiAudioSourceAacPcm::Create("mic", kParam);
-    std::this_thread::sleep_for(100ms);
-    EXPECT_EQ(multi->Read(&frame, 0, 0), 0);
-    multi.reset();
-    EXPECT_EQ(::testing::internal::GetCapturedStdout(),
-              "start recv aac fail, ret = -5, " + errorText(-EIO) + "\n");
-
-    // A pack that refuses to be cleared ends the worker before it starts receiving.
-    const std::size_t starts = hostctl::calls("rts_av_start_recv").size();
-    hostctl::failCall("clear_aac_encoder_buffer", 1, -EIO);
-    auto aac = module::AacSource::Create("mic", kParam);
-    EXPECT_EQ(aac->Read(&frame, 0, 0), 0);
-    EXPECT_TRUE(findLog("start recv fail, ret = -5, " + errorText(-EIO)));
-    EXPECT_EQ(hostctl::calls("rts_av_start_recv").size(), starts);
+// The PCM and combined sources print a failed start of receiving instead of logging it
+// (the failure sweep checks the rest); their reads then answer 0 at once.
+TEST_F(CaptureSourceTest, AFailedStartOfReceivingIsPrinted) {
+    for (Kind kind : {Kind::Pcm, Kind::Multi}) {
+        if (kind != Kind::Pcm && !hostctl::aacEncoderAvailable()) continue;
+        ::testing::internal::CaptureStdout();
+        hostctl::failCall("rts_av_start_recv", 1, -EIO);
+        std::shared_ptr<module::I_Source> source = create(kind);
+        std::this_thread::sleep_for(100ms);  // the combined source reads without waiting
+        std::shared_ptr<module::Buf> frame;
+        EXPECT_EQ(source->Read(&frame, 0, 0), 0);
+        source.reset();
+        EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+                  std::string(kind == Kind::Pcm ? "start recv fail" : "start recv aac fail") +
+                      ", ret = -5, " + errno2str(-EIO) + "\n");
+    }
 }
 
 // Debug records are shown and never stored. Closing goes as the sink's does: reception
 // stopped, the chain disabled, the encoder pack and then the channels destroyed, the
-// dump file closed, the platform released.
+// platform released.
 TEST_F(CaptureSourceTest, DebugRecordsAreOnlyShownAndClosingKeepsItsOrder) {
     std::FILE* echo = std::tmpfile();
     hostctl::setLogEcho(echo);
@@ -320,8 +265,6 @@ TEST_F(CaptureSourceTest, DebugRecordsAreOnlyShownAndClosingKeepsItsOrder) {
         for (const std::string& id : ids) expected.push_back("rts_av_destroy_chn(" + id + ")");
         expected.push_back("rts_av_release()");
         EXPECT_EQ(closing, expected);
-        EXPECT_TRUE(nothingLeft());
-        EXPECT_FALSE(dumpFileOpen());
     }
     hostctl::setLogEcho(nullptr);
     std::fclose(echo);
@@ -363,9 +306,6 @@ TEST_F(CaptureSourceTest, TheDumpFileHoldsEveryAacFrameReadInOrder) {
                                 return t.rfind("RTS390X AacSource::Read R", 0) == 0;
                             }),
               reads);
-    source.reset();
-    EXPECT_TRUE(findLog("RTS AAC Source closed."));
-    EXPECT_TRUE(nothingLeft());
 }
 
 // Made to yield nothing for the first pushed buffer, the encoder gets the second's
@@ -433,32 +373,14 @@ TEST_F(CaptureSourceTest, WithoutItsDumpFileAnAacSourceStillDeliversFrames) {
     EXPECT_TRUE(findLog("write capture to file fail, ret = -1"));
 }
 
-// ---- The combined source
-// ---------------------------------------------------------------------------
+// ---- The combined source -----------------------------------------------------------------------
 
-TEST_F(CaptureSourceTest, OneChainFeedsBothQueuesWithTheSameMediaTimes) {
+// One chain feeds both queues, each AAC frame with its PCM frame's time. Shared sources
+// read them and keep the source alive; two readers of one codec divide its frames.
+TEST_F(CaptureSourceTest, SharedSourcesReadBothQueuesOfOneChainAndKeepTheSourceAlive) {
     REQUIRE_AAC();
     auto source = module::MultiAudioSourceAacPcm::Create("mic", kParam);
     EXPECT_TRUE(findLog("RTS Muti Audio Source AAC/PCM opened."));
-    std::this_thread::sleep_for(500ms);
-    std::set<uint32_t> pcmTimes;
-    std::shared_ptr<module::Buf> frame;
-    while (source->ReadCodec(&frame, 0, 0, module::I_SourceFactory::CODEC_PCM) > 0) {
-        EXPECT_EQ(frame->size, kPeriodBytes);
-        pcmTimes.insert(mediaMs(*frame));
-    }
-    int aacFrames = 0;
-    for (; source->Read(&frame, 0, 0) > 0; ++aacFrames)
-        EXPECT_THAT(pcmTimes, Contains(mediaMs(*frame))) << "an AAC frame has its PCM frame's time";
-    EXPECT_GE(pcmTimes.size(), 20u);
-    // 1024 samples of 16 kHz a frame.
-    EXPECT_NEAR(aacFrames, pcmTimes.size() * kPeriodBytes / 2 / 1024.0, 2);
-    EXPECT_EQ(hostctl::calls("rts_av_create_audio_capture_chn").size(), 1u);
-}
-
-TEST_F(CaptureSourceTest, SharedSourcesReadTheQueuesAndKeepTheSourceAlive) {
-    REQUIRE_AAC();
-    auto source = module::MultiAudioSourceAacPcm::Create("mic", kParam);
     auto aacA = source->CreateSharedSource(module::I_SourceFactory::CODEC_AAC);
     auto aacB = source->CreateSharedSource(module::I_SourceFactory::CODEC_AAC);
     auto pcm = source->CreateSharedSource(module::I_SourceFactory::CODEC_PCM);
@@ -466,8 +388,8 @@ TEST_F(CaptureSourceTest, SharedSourcesReadTheQueuesAndKeepTheSourceAlive) {
     source.reset();  // the shared sources keep it capturing
     std::this_thread::sleep_for(1s);
 
-    // Two readers of one codec divide its frames: none is delivered twice.
-    std::set<uint32_t> times;
+    // The AAC frames first: a buffer's PCM frame is queued before its AAC frame.
+    std::set<uint32_t> aacTimes, pcmTimes;
     std::shared_ptr<module::Buf> frame;
     int taken = 0;
     for (bool any = true; any;) {
@@ -476,12 +398,19 @@ TEST_F(CaptureSourceTest, SharedSourcesReadTheQueuesAndKeepTheSourceAlive) {
             if ((*reader)->Read(&frame, 0, 0) > 0) {
                 any = true;
                 ++taken;
-                times.insert(mediaMs(*frame));
+                aacTimes.insert(mediaMs(*frame));
             }
     }
-    EXPECT_GE(taken, 10);  // a second holds 15 frames of 1024 samples
-    EXPECT_EQ(times.size(), std::size_t(taken));
-    EXPECT_GT(pcm->Read(&frame, 0, 0), 0);
+    EXPECT_EQ(aacTimes.size(), std::size_t(taken)) << "no AAC frame is delivered twice";
+    while (pcm->Read(&frame, 0, 0) > 0) {
+        EXPECT_EQ(frame->size, kPeriodBytes);
+        pcmTimes.insert(mediaMs(*frame));
+    }
+    EXPECT_GE(pcmTimes.size(), 40u);
+    for (uint32_t ms : aacTimes) EXPECT_THAT(pcmTimes, Contains(ms)) << "its PCM frame's time";
+    // 1024 samples of 16 kHz an AAC frame.
+    EXPECT_NEAR(taken, pcmTimes.size() * kPeriodBytes / 2 / 1024.0, 2);
+    EXPECT_EQ(hostctl::calls("rts_av_create_audio_capture_chn").size(), 1u);
 
     EXPECT_EQ(unknown->Read(&frame, 0, 0), 0);
     EXPECT_EQ(unknown->Read(&frame, 0, 0), 0);
@@ -494,7 +423,6 @@ TEST_F(CaptureSourceTest, SharedSourcesReadTheQueuesAndKeepTheSourceAlive) {
     EXPECT_GT(hostctl::liveChannelCount(), 0);
     unknown.reset();  // the last one tears it down
     EXPECT_TRUE(findLog("RTS Muti Audio Source AAC/PCM closed."));
-    EXPECT_TRUE(nothingLeft());
 }
 
 // The queue never fills a null place: waiting for a frame there would never end.

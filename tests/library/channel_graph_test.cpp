@@ -2,9 +2,11 @@
 // records handed over, and the roll-back after any single failed step.
 #include "library_fixture.h"
 
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 namespace {
 
@@ -100,9 +102,7 @@ TEST_F(ChannelGraphTest, UnknownEncoderTypeOpensWithTheConfigurationItHad) {
     EXPECT_EQ(logTexts().front(), "Unkown enc_type: 1");
     EXPECT_EQ(argsOf("rts_av_set_profile"), "0, {1, 1920, 1080, 1, 25}");
     EXPECT_EQ(argsOf("rts_av_create_h264_chn"), "{12, -1, 2097152, 30, 0, 0}");
-    hostctl::LogRecord warning;
-    ASSERT_TRUE(findLog("Unkown enc_type: 1", &warning));
-    EXPECT_EQ(warning.level, 3u);
+    EXPECT_EQ(levelOf("Unkown enc_type: 1"), 3u);
 }
 
 TEST_F(ChannelGraphTest, FontSizeFollowsTheFrameWidth) {
@@ -143,19 +143,12 @@ TEST_F(ChannelGraphTest, CloseStopsDisablesAndDestroysInOrder) {
     const std::vector<std::string> tail = {"rts_av_destroy_chn(0)", "rts_av_destroy_chn(1)",
                                            "rts_av_destroy_chn(2)", "rts_av_destroy_chn(3)"};
     EXPECT_THAT(std::vector<std::string>(texts.end() - 4, texts.end()), ElementsAreArray(tail));
-    EXPECT_THAT(callNames(), ::testing::Contains("deinit_mask_pack"));
-    EXPECT_THAT(callNames(), ::testing::Contains("deinit_osd_pack"));
-    EXPECT_THAT(callNames(), ::testing::Contains("rts_av_release_h264_ctrl"));
-    EXPECT_THAT(callNames(), ::testing::Contains("rts_av_release_mjpeg_ctrl"));
+    EXPECT_THAT(callNames(), Contains("deinit_mask_pack"));
+    EXPECT_THAT(callNames(), Contains("deinit_osd_pack"));
+    EXPECT_THAT(callNames(), Contains("rts_av_release_h264_ctrl"));
+    EXPECT_THAT(callNames(), Contains("rts_av_release_mjpeg_ctrl"));
     EXPECT_THAT(logTexts(), ElementsAre("kq_close_encoder ch[0] success"));
     EXPECT_EQ(hostctl::liveChannelCount(), 0);
-
-    // A second close finds no graph: only the stop and disables on id -1, no destroy.
-    forgetHistory();
-    kq_close_encoder(0);
-    EXPECT_THAT(callNames(),
-                ElementsAre("rts_av_stop_recv", "rts_av_disable_chn", "rts_av_disable_chn",
-                            "rts_av_disable_chn", "rts_av_disable_chn"));
 }
 
 TEST_F(ChannelGraphTest, CloseOfANeverOpenedChannelLogsWhatThePlatformRefuses) {
@@ -201,39 +194,23 @@ TEST_F(ChannelGraphTest, OpeningAnOpenChannelIsRefusedAndLeavesItRunning) {
     ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
 }
 
-constexpr int kInjected = -5;
-
-std::string failure(const char* format) {
-    char text[128];
-    std::snprintf(text, sizeof text, format, kInjected, "Input/output error");
-    return text;
-}
-
-TEST_F(ChannelGraphTest, OverlaySetupFailuresDoNotStopTheStream) {
+// Without an overlay or a mask pack the stream still opens (the failure sweep checks
+// the result and the record); the missing pack is left alone at open and at close.
+TEST_F(ChannelGraphTest, AMissingOverlayPackIsLeftAloneAtOpenAndClose) {
     startLibrary();
     kq_encoder_param param = h264();
-
-    hostctl::failCall("init_osd_pack", 1, kInjected);
-    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
-    EXPECT_EQ(logTexts().front(), failure("init osd pack fail, ret = %d, %s\n"));
-    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("set_default_osd_attr")))
-        << "no overlay defaults without an overlay pack";
-    kq_close_encoder(0);
-    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("deinit_osd_pack")));
-
-    forgetHistory();
-    hostctl::failCall("init_mask_pack", 1, kInjected);
-    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
-    EXPECT_EQ(logTexts().front(), failure("init mask pack fail, ret = %d, %s\n"));
-    kq_close_encoder(0);
-    EXPECT_THAT(callNames(), ::testing::Not(::testing::Contains("deinit_mask_pack")));
-
-    forgetHistory();
-    hostctl::failCall("set_default_osd_attr", 1, kInjected);
-    ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
-    hostctl::LogRecord warning;
-    ASSERT_TRUE(findLog(failure("set default osd attr fail, ret = %d, %s\n"), &warning));
-    EXPECT_EQ(warning.level, 3u);
+    for (const std::string pack : {"osd", "mask"}) {
+        SCOPED_TRACE(pack);
+        forgetHistory();
+        hostctl::failCall("init_" + pack + "_pack", 1, -5);
+        ASSERT_EQ(kq_open_encoder(0, &param, nullptr, nullptr), KQ_OK);
+        if (pack == "osd") {
+            EXPECT_THAT(callNames(), Not(Contains("set_default_osd_attr")))
+                << "no overlay defaults without an overlay pack";
+        }
+        kq_close_encoder(0);
+        EXPECT_THAT(callNames(), Not(Contains("deinit_" + pack + "_pack")));
+    }
 }
 
 }  // namespace

@@ -164,4 +164,10 @@ protected:
         }
         return false;
     }
+
+    // The level of the stored record with exactly this text; 0 when there is none.
+    static unsigned int levelOf(const std::string& text) {
+        hostctl::LogRecord record;
+        return findLog(text, &record) ? record.level : 0;
+    }
 };

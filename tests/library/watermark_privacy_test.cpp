@@ -3,9 +3,6 @@
 // switched with the icon; and every refusal on the way.
 #include <unistd.h>
 
-#include <atomic>
-#include <thread>
-
 #include "bitmap_files.h"
 #include "library/library_fixture.h"
 
@@ -17,7 +14,6 @@ namespace {
 using bitmap_files::writeBitmapFile;
 
 constexpr int kInjected = -5;
-const std::string kInjectedText = "-5, Input/output error";
 
 // Everything after the pack's address, of every call of `function`.
 std::vector<std::string> packCalls(const std::string& function) {
@@ -36,13 +32,12 @@ protected:
         mFolder = folder;
         writeBitmapFile(mLogo = mFolder + "/logo.bmp", 200, 100, 32);
         writeBitmapFile(mIcon = mFolder + "/icon.bmp", 320, 240, 24);
-        writeBitmapFile(mSmallIcon = mFolder + "/small.bmp", 64, 48, 24);
         startLibrary();
     }
 
     void TearDown() override {
         LibraryTest::TearDown();
-        for (const char* name : {"logo.bmp", "icon.bmp", "small.bmp", "big.bmp"})
+        for (const char* name : {"logo.bmp", "icon.bmp", "big.bmp"})
             std::remove((mFolder + "/" + name).c_str());
         rmdir(mFolder.c_str());
     }
@@ -53,33 +48,29 @@ protected:
         forgetHistory();
     }
 
-    std::string mFolder, mLogo, mIcon, mSmallIcon;
+    std::string mFolder, mLogo, mIcon;
 };
 
-struct LogoPlacement {
-    int option;
-    DrawnImage at;
-};
-
-class LogoPlacementTest : public OverlayImageTest,
-                          public ::testing::WithParamInterface<LogoPlacement> {};
-
-TEST_P(LogoPlacementTest, TwoHundredByOneHundredOnFullHd) {
+TEST_F(OverlayImageTest, ATwoHundredByOneHundredLogoIsPlacedByItsOptionOnFullHd) {
     open(0, h264(1920, 1080));
     kq_watermark_setup_logo(0, mLogo.c_str());
-    kq_watermark_setup_position(0, GetParam().option);
-    EXPECT_EQ(kq_watermark_enable(0, 1), 0);
-    EXPECT_THAT(drawnImages(), ElementsAre(GetParam().at));
-    EXPECT_THAT(logTexts(), IsEmpty());
+    const struct {
+        int option;
+        DrawnImage at;
+    } placements[] = {
+        {KQ_POS_TOP_LEFT_ALT, {5, 5, 1}}, {KQ_POS_BOTTOM_LEFT, {5, 975, 1}},
+        {KQ_POS_TOP_RIGHT, {1715, 5, 1}}, {KQ_POS_BOTTOM_RIGHT, {1715, 975, 1}},
+        {KQ_POS_TOP_CENTER, {860, 5, 1}}, {KQ_POS_BOTTOM_CENTER, {860, 975, 1}},
+    };
+    for (const auto& p : placements) {
+        SCOPED_TRACE(p.option);
+        forgetHistory();
+        kq_watermark_setup_position(0, p.option);
+        EXPECT_EQ(kq_watermark_enable(0, 1), 0);
+        EXPECT_THAT(drawnImages(), ElementsAre(p.at));
+        EXPECT_THAT(logTexts(), IsEmpty());
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Options, LogoPlacementTest,
-                         ::testing::Values(LogoPlacement{KQ_POS_TOP_LEFT_ALT, {5, 5, 1}},
-                                           LogoPlacement{KQ_POS_BOTTOM_LEFT, {5, 975, 1}},
-                                           LogoPlacement{KQ_POS_TOP_RIGHT, {1715, 5, 1}},
-                                           LogoPlacement{KQ_POS_BOTTOM_RIGHT, {1715, 975, 1}},
-                                           LogoPlacement{KQ_POS_TOP_CENTER, {860, 5, 1}},
-                                           LogoPlacement{KQ_POS_BOTTOM_CENTER, {860, 975, 1}}));
 
 TEST_F(OverlayImageTest, LogoIsDrawnOnlyWhenSwitchedOnAndKeepsItsPlaceAcrossAReopen) {
     // A logo set before the channel exists is drawn once it does.
@@ -122,9 +113,7 @@ TEST_F(OverlayImageTest, ASecondLogoReplacesTheFirstAndAFailedOneLeavesNone) {
     hostctl::failCall("create_osd_image", 1, -12);
     kq_watermark_setup_logo(0, mLogo.c_str());
     EXPECT_THAT(callNames(), ElementsAre("destroy_osd_image", "create_osd_image"));
-    hostctl::LogRecord record;
-    ASSERT_TRUE(findLog("set watermark image fail", &record));
-    EXPECT_EQ(record.level, 3u);
+    EXPECT_EQ(levelOf("set watermark image fail"), 3u);
 
     forgetHistory();
     EXPECT_EQ(kq_watermark_enable(0, 1), -1);
@@ -144,9 +133,7 @@ TEST_F(OverlayImageTest, WatermarkSwitchWithoutLogoOrOverlay) {
 
     open(1, mjpeg());
     EXPECT_EQ(kq_watermark_enable(1, 1), -1);
-    hostctl::LogRecord record;
-    ASSERT_TRUE(findLog("bad watermark image", &record));
-    EXPECT_EQ(record.level, 3u);
+    EXPECT_EQ(levelOf("bad watermark image"), 3u);
     EXPECT_THAT(callNames(), IsEmpty());
     // Switching off erases the logo's block whether or not a logo was drawn.
     EXPECT_EQ(kq_watermark_enable(1, 0), 0);
@@ -224,14 +211,6 @@ TEST_F(OverlayImageTest, IconThatCannotBeShownStillLeavesTheFrameMasked) {
         logTexts(),
         ElementsAre("draw privacy icon fail, icon 1300x700 larger than the frame 1280x720"));
     EXPECT_THAT(callNames(), ElementsAre("enable_rect_mask"));
-
-    // A refused drawing does not stop the mask either.
-    ASSERT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), 0);
-    forgetHistory();
-    hostctl::failCall("draw_osd_image", 1, kInjected);
-    EXPECT_EQ(kq_enable_privacy_mode(0, 1), kInjected);
-    EXPECT_THAT(logTexts(), ElementsAre("draw privacy icon fail, ret = " + kInjectedText));
-    EXPECT_THAT(callNames(), ElementsAre("draw_osd_image", "enable_rect_mask"));
 }
 
 TEST_F(OverlayImageTest, LoadersCheckTheChannelBeforeTheFileAndKeepTheOldIconOnAMissingFile) {
@@ -269,31 +248,16 @@ TEST_F(OverlayImageTest, LoadersCheckTheChannelBeforeTheFileAndKeepTheOldIconOnA
     EXPECT_THAT(callNames(), ElementsAre("enable_rect_mask"));
 }
 
-TEST_F(OverlayImageTest, CallsOutsideTheTwoChannelsOrBeforeStartTouchNothing) {
-    EXPECT_EQ(kq_watermark_enable(2, 1), -1);
-    kq_watermark_setup_position(-1, 3);
-    kq_watermark_setup_opaque(7, 50);
-    EXPECT_EQ(kq_enable_privacy_mode(2, 1), -1);
-    EXPECT_THAT(logTexts(), ElementsAre("given ch[2] not vaild!", "given ch[-1] not vaild!",
-                                        "given ch[7] not vaild!", "given ch[2] not vaild!"));
-    EXPECT_THAT(callNames(), IsEmpty());
-
-    // The opacity is accepted and ignored on a valid channel.
-    forgetHistory();
+// The opacity is accepted and ignored; an icon is read before the library is looked for.
+TEST_F(OverlayImageTest, OpacityIsIgnoredAndAnIconNeedsAStartedLibrary) {
     kq_watermark_setup_opaque(0, 50);
     EXPECT_THAT(logTexts(), IsEmpty());
     EXPECT_THAT(callNames(), IsEmpty());
-
     kq_uninit();
     forgetHistory();
-    EXPECT_EQ(kq_watermark_enable(0, 1), -1);
-    EXPECT_EQ(kq_enable_privacy_mode(0, 1), -1);
-    // The loader reads the file first, then finds no library to give it to.
     EXPECT_EQ(kq_privacy_setup_icon(0, mIcon.c_str()), -1);
     EXPECT_THAT(logTexts(),
-                ElementsAre("kq_watermark_enable: library not started, kq_init_kq first",
-                            "kq_enable_privacy_mode: library not started, kq_init_kq first",
-                            "kq_privacy_setup_icon: library not started, kq_init_kq first"));
+                ElementsAre("kq_privacy_setup_icon: library not started, kq_init_kq first"));
     EXPECT_THAT(callNames(), IsEmpty());
 }
 
