@@ -1,12 +1,9 @@
 // The host platform's audio units on their own: the volume applied to each sample
 // layout, the in-memory speaker's window of kept samples, and the devices names pick.
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,35 +17,12 @@
 #include "audio/tone_input.h"
 #include "audio/wav_file_input.h"
 #include "audio/wav_file_output.h"
+#include "platform/audio_format.h"
 #include "platform/host_records.h"
 
 using namespace host::audio;
-using Bytes = std::vector<uint8_t>;
 
 namespace {
-
-// Little-endian samples of `bytes` bytes each (8-bit ones unsigned, offset by 0x80).
-Bytes encode(const std::vector<int32_t>& samples, uint32_t bytes) {
-    Bytes out;
-    for (int32_t s : samples) {
-        uint32_t raw = static_cast<uint32_t>(bytes == 1 ? s + 0x80 : s);
-        for (uint32_t i = 0; i < bytes; ++i) out.push_back(static_cast<uint8_t>(raw >> (8 * i)));
-    }
-    return out;
-}
-
-std::vector<int32_t> decode(const Bytes& data, uint32_t bytes) {
-    std::vector<int32_t> out;
-    for (std::size_t at = 0; at + bytes <= data.size(); at += bytes) {
-        uint32_t raw = 0;
-        for (uint32_t i = 0; i < bytes; ++i) raw |= uint32_t{data[at + i]} << (8 * i);
-        if (bytes == 1)
-            out.push_back(static_cast<int32_t>(raw) - 0x80);
-        else
-            out.push_back(static_cast<int32_t>(raw << (32 - 8 * bytes)) >> (32 - 8 * bytes));
-    }
-    return out;
-}
 
 TEST(SampleGainTest, FollowsTheDecibelTaperFromUnityToSilence) {
     EXPECT_TRUE(SampleGain::forVolume(100, false).unity());
@@ -77,18 +51,18 @@ TEST(SampleGainTest, ScalesEverySampleLayoutAroundItsZero) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.bits);
         PcmFormat format{8000, c.bits, 1};
-        Bytes data = encode(c.in, c.bits / 8);
+        Bytes data = samplesOf(c.in, c.bits);
         const Bytes original = data;
         SampleGain::forVolume(100, false).apply(data.data(), data.size(), format);
         EXPECT_EQ(data, original);  // unity is bit-exact
 
         minus20dB.apply(data.data(), data.size(), format);
-        std::vector<int32_t> out = decode(data, c.bits / 8);
         for (std::size_t i = 0; i < c.in.size(); ++i)
-            EXPECT_NEAR(out[i], c.in[i] * 0.1, 1 + std::fabs(c.in[i]) * 1e-4) << c.in[i];
+            EXPECT_NEAR(sampleAt(data, c.bits, i), c.in[i] * 0.1, 1 + std::fabs(c.in[i]) * 1e-4)
+                << c.in[i];
 
         SampleGain::forVolume(0, false).apply(data.data(), data.size(), format);
-        for (int32_t s : decode(data, c.bits / 8)) EXPECT_EQ(s, 0);
+        for (std::size_t i = 0; i < c.in.size(); ++i) EXPECT_EQ(sampleAt(data, c.bits, i), 0);
     }
 }
 
@@ -117,12 +91,10 @@ TEST(MemoryOutputTest, KeepsTheLatestTenSecondsOfWholeFrames) {
 
 // Each name picks the same kind of device for a speaker and a microphone, and a name
 // that looks like a file but cannot be one is refused with a record naming it.
-TEST(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
-    hostctl::reset();
-    hostctl::setLogEcho(nullptr);
-    char folder[] = "/tmp/kq-names-XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    const std::string dir = folder;
+using DeviceNameTest = AudioChannelTest;
+
+TEST_F(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
+    const std::string& dir = mFolder;
     const PcmFormat format{16000, 16, 1};
     {
         std::unique_ptr<PcmOutput> made;  // a microphone's file
@@ -189,9 +161,6 @@ TEST(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
                   n.microphone.kind == kBuiltin);
         EXPECT_EQ(takeHostRecords(), n.records);
     }
-    for (const char* file : {"/in.wav", "/IN.WAV"}) std::remove((dir + file).c_str());
-    rmdir(folder);
-    hostctl::reset();
 }
 
 }  // namespace

@@ -43,16 +43,6 @@ bool allBytes(const Bytes& bytes, std::size_t from, uint8_t value) {
     return true;
 }
 
-// 16-bit samples at a constant amplitude, which a volume scales.
-Bytes constantSamples(std::size_t count, int16_t value) {
-    Bytes out(count * 2);
-    for (std::size_t i = 0; i < count; ++i) {
-        out[2 * i] = static_cast<uint8_t>(value & 0xff);
-        out[2 * i + 1] = static_cast<uint8_t>((value >> 8) & 0xff);
-    }
-    return out;
-}
-
 class Playback : public AudioChannelTest {
 protected:
     void SetUp() override {
@@ -272,7 +262,7 @@ TEST_F(Playback, ADrySpellIsOneUnderrunFilledWithSilence) {
 }
 
 TEST_F(Playback, VolumeAndMuteScaleWhatIsPlayed) {
-    const Bytes loud = constantSamples(kVoice.rate / 10, 16000);
+    const Bytes loud = samplesOf(std::vector<int32_t>(kVoice.rate / 10, 16000), 16);
     // The one level every played sample of `loud` has, or -1 when they differ.
     auto levelAt = [&](int volume, int mute) {
         EXPECT_EQ(set_playback_volume(volume), 0);
