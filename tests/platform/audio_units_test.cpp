@@ -107,58 +107,44 @@ TEST_F(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) 
     const std::string note =
         " (the name has 63 characters, the most the library passes: it cuts longer device names)";
 
-    enum Kind { kFile, kBuiltin, kRefused };
-    struct Opened {
-        Kind kind;
-        int code;
+    const std::string missing = dir + "/no/such/folder.wav", badEnd = dir + "/in.wa";
+    const std::string noFile = "No such file or directory";
+    const std::string noWav = "a file name must end in \".wav\"";
+    // The records of a name refused for `why`: the microphone's, then the speaker's.
+    const auto refused = [](const std::string& name, const std::string& why) {
+        return std::vector<std::string>{"host: microphone \"" + name + "\" refused: " + why,
+                                        "host: speaker \"" + name + "\" refused: " + why};
     };
     const struct {
         std::string name;
-        Opened speaker, microphone;
+        int speaker, microphone;           // what opening each gives
         std::vector<std::string> records;  // the microphone's first
     } names[] = {
-        {"spk", {kBuiltin, 0}, {kBuiltin, 0}, {}},
-        {dir + "/in.wav", {kFile, 0}, {kFile, 0}, {}},
-        {dir + "/IN.WAV",
-         {kFile, 0},
-         {kRefused, -ENOENT},
-         {"host: microphone \"" + dir + "/IN.WAV\" refused: No such file or directory"}},
-        {dir + "/no/such/folder.wav",
-         {kRefused, -ENOENT},
-         {kRefused, -ENOENT},
-         {"host: microphone \"" + dir + "/no/such/folder.wav\" refused: No such file or directory",
-          "host: speaker \"" + dir + "/no/such/folder.wav\" refused: No such file or directory"}},
-        {dir + "/in.wa",
-         {kRefused, -EINVAL},
-         {kRefused, -EINVAL},
-         {"host: microphone \"" + dir + "/in.wa\" refused: a file name must end in \".wav\"",
-          "host: speaker \"" + dir + "/in.wa\" refused: a file name must end in \".wav\""}},
-        {cut,
-         {kRefused, -EINVAL},
-         {kRefused, -EINVAL},
-         {"host: microphone \"" + cut + "\" refused: a file name must end in \".wav\"" + note,
-          "host: speaker \"" + cut + "\" refused: a file name must end in \".wav\"" + note}},
+        {"spk", 0, 0, {}},
+        {dir + "/in.wav", 0, 0, {}},
+        {dir + "/IN.WAV", 0, -ENOENT, {refused(dir + "/IN.WAV", noFile)[0]}},
+        {missing, -ENOENT, -ENOENT, refused(missing, noFile)},
+        {badEnd, -EINVAL, -EINVAL, refused(badEnd, noWav)},
+        {cut, -EINVAL, -EINVAL, refused(cut, noWav + note)},
         {cutBuiltin,
-         {kBuiltin, 0},
-         {kBuiltin, 0},
+         0,
+         0,
          {"host: microphone \"" + cutBuiltin + "\" is the built-in microphone" + note,
           "host: speaker \"" + cutBuiltin + "\" is the built-in speaker" + note}},
     };
     for (const auto& n : names) {
         SCOPED_TRACE(n.name);
+        // A name with a folder in it names a file, any other the built-in device.
+        const bool file = n.name.find('/') != std::string::npos;
         std::unique_ptr<PcmOutput> speaker;
         std::unique_ptr<PcmInput> microphone;
-        EXPECT_EQ(openPcmInput(n.name, format, &microphone), n.microphone.code);
-        EXPECT_EQ(openPcmOutput(n.name, format, &speaker), n.speaker.code);
-        EXPECT_EQ(speaker == nullptr, n.speaker.kind == kRefused);
-        EXPECT_EQ(microphone == nullptr, n.microphone.kind == kRefused);
-        EXPECT_EQ(dynamic_cast<WavFileOutput*>(speaker.get()) != nullptr, n.speaker.kind == kFile);
-        EXPECT_EQ(dynamic_cast<MemoryOutput*>(speaker.get()) != nullptr,
-                  n.speaker.kind == kBuiltin);
-        EXPECT_EQ(dynamic_cast<WavFileInput*>(microphone.get()) != nullptr,
-                  n.microphone.kind == kFile);
-        EXPECT_EQ(dynamic_cast<ToneInput*>(microphone.get()) != nullptr,
-                  n.microphone.kind == kBuiltin);
+        EXPECT_EQ(openPcmInput(n.name, format, &microphone), n.microphone);
+        EXPECT_EQ(openPcmOutput(n.name, format, &speaker), n.speaker);
+        const bool spoke = n.speaker == 0, heard = n.microphone == 0;
+        EXPECT_EQ(dynamic_cast<WavFileOutput*>(speaker.get()) != nullptr, spoke && file);
+        EXPECT_EQ(dynamic_cast<MemoryOutput*>(speaker.get()) != nullptr, spoke && !file);
+        EXPECT_EQ(dynamic_cast<WavFileInput*>(microphone.get()) != nullptr, heard && file);
+        EXPECT_EQ(dynamic_cast<ToneInput*>(microphone.get()) != nullptr, heard && !file);
         EXPECT_EQ(takeHostRecords(), n.records);
     }
 }

@@ -72,10 +72,6 @@ TEST_F(HostBoard, TwoByteAddressesReachTheWholeMapOfAnyBus) {
 TEST_F(HostBoard, RefusedTransfersMoveNothing) {
     ASSERT_EQ(hostctl::addI2cDevice(0, 0x20, 8), 0);
     EXPECT_EQ(hostctl::addI2cDevice(0, 0x20, 8), -EEXIST);
-    EXPECT_EQ(hostctl::addI2cDevice(0, 0x80, 8), -EINVAL);
-    EXPECT_EQ(hostctl::addI2cDevice(-1, 0x21, 8), -EINVAL);
-    EXPECT_EQ(hostctl::addI2cDevice(0, 0x21, 0), -EINVAL);
-    EXPECT_EQ(hostctl::addI2cDevice(0, 0x21, 65537), -EINVAL);
 
     unsigned char buffer[4] = {1, 2, 3, 4};
     unsigned char fromSix[] = {6, 1, 2, 3};

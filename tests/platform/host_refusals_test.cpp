@@ -106,14 +106,10 @@ TEST_F(HostRefusals, ChannelCreationNamesTheFirstFieldRefused) {
 }
 
 TEST_F(HostRefusals, ProfilesAreCheckedPerKindOfChannel) {
-    const rts_isp_attr ispAttr{3, 0};
-    const rts_h264_attr h264Attr{4, -1, 2'000'000, 50, 0, 0};
-    const rts_mjpeg_attr mjpegAttr{0};
     const rts_audio_attr audio = attrFor("hw:0,0", kVoice);
-    const int isp = rts_av_create_isp_chn(&ispAttr);
+    const int isp = channels::isp();
     const int enc = rts_av_create_audio_encode_chn(RTS_AUDIO_ENCODE_PCM, 0);
-    const int others[] = {rts_av_create_osd_chn(), rts_av_create_h264_chn(&h264Attr),
-                          rts_av_create_mjpeg_chn(&mjpegAttr),
+    const int others[] = {rts_av_create_osd_chn(), channels::h264(), channels::mjpeg(),
                           rts_av_create_audio_capture_chn(&audio),
                           rts_av_create_audio_resample_chn(8000, 16, 1)};
     rts_av_profile pcm{};

@@ -52,19 +52,12 @@ TEST(BufTest, MallocKeepsTheValidBytesInsideTheBlock) {
     EXPECT_EQ(MediaInfo::From(frame("not a media info").get()), nullptr);
 }
 
-TEST(DataQueueTest, EntriesAreCopiesAndBadInputQueuesNothing) {
-    DataQueue queue("copy", 4, 8);
-    auto buf = frame("first", 40);
-    ASSERT_EQ(queue.Write(buf, 5), 5);
-    // The writer refills its buffer and media information at once.
-    std::memcpy(buf->Data(), "XXXXX", 5);
-    std::memcpy(buf->mediaInfo->Data(), "\x63\0\0\0", 4);
-    std::shared_ptr<Buf> out;
-    ASSERT_EQ(queue.Read(&out, 0, 0), 5);
-    EXPECT_EQ(std::string(reinterpret_cast<const char*>(out->Data()), 5), "first");
-    ASSERT_NE(MediaInfo::From(out->mediaInfo.get()), nullptr);
-    EXPECT_EQ(MediaInfo::From(out->mediaInfo.get())->timeMs, 40u);
-
+// That an entry is a copy, bytes and media information, which the writer may refill at
+// once, the capture sources' tests see (CaptureSourceTest.EachBufferBecomesOneFrame...):
+// a PCM source queues its one working buffer again and again.
+TEST(DataQueueTest, BadInputQueuesNothing) {
+    DataQueue queue("bad input", 4, 8);
+    auto buf = frame("XXXXX");
     auto lying = std::make_shared<Buf>();
     lying->size = 4;  // claims bytes without a block
     for (auto [source, len] : {std::pair{buf, 0u},
