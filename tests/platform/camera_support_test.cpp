@@ -80,9 +80,12 @@ TEST_F(CameraSupport, RecordsAreLiveFromInitToDeinitAndNeverThroughACopy) {
             destroy_aac_encoder_pack, -EINVAL, nullptr, hostctl::aacEncoderPacks);
 }
 
-// What a record is kept for: the pack's colours stay the caller's, and a pack attaches
-// to a live overlay channel only.
-TEST_F(CameraSupport, OsdPacksKeepTheirColoursAndAttachOnlyToOverlayChannels) {
+// Packs refuse sides out of range; an overlay pack keeps the caller's colours and
+// attaches to a live overlay channel only.
+TEST_F(CameraSupport, PacksRefuseBadSidesAndAttachOnlyToOverlayChannels) {
+    mask_pack mask{};
+    EXPECT_EQ(init_mask_pack(&mask, 0, 48), -EINVAL);
+    EXPECT_EQ(init_mask_pack(&mask, 64, 4097), -EINVAL);
     osd_pack pack{};
     const uint8_t color[6] = {255, 255, 0, 0, 0, 128};
     std::memcpy(pack.color, color, sizeof color);
@@ -103,12 +106,6 @@ TEST_F(CameraSupport, OsdPacksKeepTheirColoursAndAttachOnlyToOverlayChannels) {
     EXPECT_EQ(set_default_osd_attr(&pack, jpg), -ENODEV);
     EXPECT_EQ(deinit_osd_pack(&pack), 0) << "packs do not need the media platform";
     EXPECT_EQ(std::memcmp(pack.color, color, sizeof color), 0);
-}
-
-TEST_F(CameraSupport, MaskPacksRefuseSidesOutOfRange) {
-    mask_pack pack{};
-    EXPECT_EQ(init_mask_pack(&pack, 0, 48), -EINVAL);
-    EXPECT_EQ(init_mask_pack(&pack, 64, 4097), -EINVAL);
 }
 
 // A handle is queried per kind of channel, reaches only its own channel while that

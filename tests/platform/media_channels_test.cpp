@@ -89,20 +89,12 @@ TEST_F(MediaChannels, UnknownIdsAndAnUninitialisedPlatformAreRefused) {
     EXPECT_EQ(rts_av_get_chn_status(live), 0);
 }
 
-TEST_F(MediaChannels, ProfilesAreFixedWhileEnabled) {
-    int chn = channels::isp();
-    EXPECT_EQ(rts_av_set_profile(chn, nullptr), -EINVAL);
-    rts_av_profile profile = channels::videoProfile(640, 480, 120);
-    ASSERT_EQ(rts_av_set_profile(chn, &profile), 0);
-    ASSERT_EQ(rts_av_enable_chn(chn), 0);
-    EXPECT_EQ(rts_av_set_profile(chn, &profile), -EBUSY);
-    ASSERT_EQ(rts_av_disable_chn(chn), 0);
-    EXPECT_EQ(rts_av_set_profile(chn, &profile), 0);
-}
-
-TEST_F(MediaChannels, EnablingNeedsProfileAndSource) {
+// A channel is enabled once it has its profile and its source; the profile is fixed
+// while it is enabled.
+TEST_F(MediaChannels, EnablingNeedsProfileAndSourceAndFixesTheProfile) {
     int camera = channels::isp();
     int enc = channels::h264();
+    EXPECT_EQ(rts_av_set_profile(camera, nullptr), -EINVAL);
     EXPECT_EQ(rts_av_enable_chn(camera), -EPERM);  // no profile yet
     for (int chn : {enc, rts_av_create_osd_chn(), channels::mjpeg(),
                     rts_av_create_audio_resample_chn(8000, 16, 1),
@@ -113,8 +105,10 @@ TEST_F(MediaChannels, EnablingNeedsProfileAndSource) {
          {rts_av_create_audio_capture_chn(&audio), rts_av_create_audio_playback_chn(&audio)})
         EXPECT_EQ(rts_av_enable_chn(chn), 0) << chn;
 
-    rts_av_profile p = channels::videoProfile(1920, 1080);
+    rts_av_profile p = channels::videoProfile(640, 480, 120);
     ASSERT_EQ(rts_av_set_profile(camera, &p), 0);
+    ASSERT_EQ(rts_av_enable_chn(camera), 0);
+    EXPECT_EQ(rts_av_set_profile(camera, &p), -EBUSY);
     ASSERT_EQ(rts_av_bind(camera, enc), 0);
     EXPECT_EQ(rts_av_enable_chn(enc), 0);
     EXPECT_EQ(rts_av_enable_chn(enc), 0);
@@ -122,6 +116,8 @@ TEST_F(MediaChannels, EnablingNeedsProfileAndSource) {
     EXPECT_EQ(rts_av_disable_chn(enc), 0);
     EXPECT_EQ(rts_av_disable_chn(enc), 0);
     EXPECT_EQ(rts_av_get_chn_status(enc), 0);
+    ASSERT_EQ(rts_av_disable_chn(camera), 0);
+    EXPECT_EQ(rts_av_set_profile(camera, &p), 0);
 }
 
 TEST_F(MediaChannels, DestroyingDropsBindingsEvenWhileRunning) {

@@ -309,15 +309,10 @@ TEST_F(Overlay, StaleAndStrayImageHandlesAreRefused) {
 
 // ---- Which overlay channel a mask pack masks -------------------------------------------
 
-class MaskAttachment : public ::testing::Test {
-protected:
-    void SetUp() override { hostctl::reset(); }
-    void TearDown() override { hostctl::reset(); }
+bool masked(const Graph& graph) { return lumaAt(graph.composite(), 0, 0) == kMask.y; }
 
-    static bool masked(const Graph& graph) { return lumaAt(graph.composite(), 0, 0) == kMask.y; }
-};
-
-TEST_F(MaskAttachment, ThePackMasksTheNewestFreeOverlayChannelOfItsSize) {
+TEST(MaskAttachment, ThePackMasksTheNewestFreeOverlayChannelOfItsSize) {
+    hostctl::reset();
     mask_pack first{}, second{}, third{}, small{};
     EXPECT_EQ(init_mask_pack(&first, kWidth, kHeight), -ENODEV);  // no channels at all
     EXPECT_EQ(first.ready, 0u);
@@ -360,6 +355,7 @@ TEST_F(MaskAttachment, ThePackMasksTheNewestFreeOverlayChannelOfItsSize) {
     ASSERT_EQ(init_mask_pack(&again, kWidth, kHeight), 0);
     ASSERT_EQ(enable_rect_mask(&again, 0, kWidth, kHeight, 0, 0), 0);
     EXPECT_TRUE(masked(newer));
+    hostctl::reset();
 }
 
 }  // namespace
