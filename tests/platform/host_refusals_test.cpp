@@ -145,7 +145,8 @@ TEST_F(HostRefusals, ProfilesAreCheckedPerKindOfChannel) {
     EXPECT_EQ(rts_av_set_profile(enc, &pcm), 0);
 }
 
-// Speakers and microphones take the same formats, and refuse the others the same way.
+// Speakers and microphones refuse the same formats the same way. The formats they take,
+// from 8000 to 48000 Hz in each width, are those the playback and capture tests play.
 TEST_F(HostRefusals, AudioChannelsNameTheFormatOrDeviceRefused) {
     const struct {
         Format format;
@@ -192,11 +193,6 @@ TEST_F(HostRefusals, AudioChannelsNameTheFormatOrDeviceRefused) {
     EXPECT_EQ(hostctl::playbackStats(chn).bytesReceived, 0u);
     EXPECT_EQ(hostctl::calls("rts_av_create_audio_playback_chn")[1].text(),
               "rts_av_create_audio_playback_chn({\"spk\", 12, 1, 16000, 0}) = -22");
-    for (const Format& f : {Format{8000, 8, 1}, Format{48000, 24, 2}, Format{44100, 32, 2}}) {
-        const rts_audio_attr a = attrFor("spk", f);
-        EXPECT_GE(rts_av_create_audio_playback_chn(&a), 0) << f.rate;
-        EXPECT_GE(rts_av_create_audio_capture_chn(&a), 0) << f.rate;
-    }
 }
 
 TEST_F(HostRefusals, ControlsAndPinsNameTheValueAndItsRange) {
