@@ -155,6 +155,7 @@ TEST_F(AacEncoderPack, FormatsAndBuffersItCannotEncodeAreRefused) {
         EXPECT_EQ(create_aac_encoder_pack(&bad), -EINVAL) << bad.channels << " " << bad.sampleRate;
         expectNotALivePack(&bad);
     }
+    expectNotALivePack(nullptr);
     aac_encoder_pack pack = packFor(2, 44100);
     ASSERT_EQ(create_aac_encoder_pack(&pack), 0);
     uint8_t pcm[4] = {}, out[64];

@@ -209,6 +209,19 @@ TEST(FiberTest, StopsRunningOnAStopRequestOrWhenTheLoopEnds) {
     }
 }
 
+// A pacer started ready is the library's sink's, whose periods the sink's tests time
+// (PcmSinkTest.TheBurstAndTheReadyPacerSend...); started otherwise, its first period
+// waits, and a pacer of no period is always ready.
+TEST(RegularActionTest, ReadinessFollowsStart) {
+    RegularAction action(10s);
+    EXPECT_FALSE(action.IsReady());
+    action.Start(false);
+    EXPECT_FALSE(action.IsReady());
+    RegularAction unpaced(0ns);
+    unpaced.Start(false);
+    for (int i = 0; i < 3; ++i, unpaced.ActionDone()) EXPECT_TRUE(unpaced.IsReady());
+}
+
 TEST(RegularActionTest, LateActionsDoNotShiftTheGrid) {
     constexpr auto kPeriod = 200ms;
     const auto start = Clock::now();
