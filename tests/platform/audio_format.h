@@ -33,6 +33,16 @@ inline rts_audio_attr attrFor(const std::string& name, const Format& f) {
     return a;
 }
 
+// Little-endian samples of `bits` bits (8-bit ones unsigned, offset by 0x80).
+inline Bytes samplesOf(const std::vector<int32_t>& values, uint32_t bits) {
+    Bytes out;
+    for (int32_t value : values) {
+        const auto raw = static_cast<uint32_t>(bits == 8 ? value + 0x80 : value);
+        for (uint32_t i = 0; i < bits / 8; ++i) out.push_back(static_cast<uint8_t>(raw >> (8 * i)));
+    }
+    return out;
+}
+
 // Sample `index` of a stream of `bits`-bit samples (8-bit ones unsigned), as a signed value.
 inline int32_t sampleAt(const Bytes& bytes, uint32_t bits, std::size_t index) {
     const uint8_t* p = bytes.data() + index * (bits / 8);

@@ -1,12 +1,9 @@
 // The host platform's audio units on their own: the volume applied to each sample
 // layout, the in-memory speaker's window of kept samples, and the devices names pick.
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,35 +17,12 @@
 #include "audio/tone_input.h"
 #include "audio/wav_file_input.h"
 #include "audio/wav_file_output.h"
+#include "platform/audio_format.h"
 #include "platform/host_records.h"
 
 using namespace host::audio;
-using Bytes = std::vector<uint8_t>;
 
 namespace {
-
-// Little-endian samples of `bytes` bytes each (8-bit ones unsigned, offset by 0x80).
-Bytes encode(const std::vector<int32_t>& samples, uint32_t bytes) {
-    Bytes out;
-    for (int32_t s : samples) {
-        uint32_t raw = static_cast<uint32_t>(bytes == 1 ? s + 0x80 : s);
-        for (uint32_t i = 0; i < bytes; ++i) out.push_back(static_cast<uint8_t>(raw >> (8 * i)));
-    }
-    return out;
-}
-
-std::vector<int32_t> decode(const Bytes& data, uint32_t bytes) {
-    std::vector<int32_t> out;
-    for (std::size_t at = 0; at + bytes <= data.size(); at += bytes) {
-        uint32_t raw = 0;
-        for (uint32_t i = 0; i < bytes; ++i) raw |= uint32_t{data[at + i]} << (8 * i);
-        if (bytes == 1)
-            out.push_back(static_cast<int32_t>(raw) - 0x80);
-        else
-            out.push_back(static_cast<int32_t>(raw << (32 - 8 * bytes)) >> (32 - 8 * bytes));
-    }
-    return out;
-}
 
 TEST(SampleGainTest, FollowsTheDecibelTaperFromUnityToSilence) {
     EXPECT_TRUE(SampleGain::forVolume(100, false).unity());
@@ -77,18 +51,18 @@ TEST(SampleGainTest, ScalesEverySampleLayoutAroundItsZero) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.bits);
         PcmFormat format{8000, c.bits, 1};
-        Bytes data = encode(c.in, c.bits / 8);
+        Bytes data = samplesOf(c.in, c.bits);
         const Bytes original = data;
         SampleGain::forVolume(100, false).apply(data.data(), data.size(), format);
         EXPECT_EQ(data, original);  // unity is bit-exact
 
         minus20dB.apply(data.data(), data.size(), format);
-        std::vector<int32_t> out = decode(data, c.bits / 8);
         for (std::size_t i = 0; i < c.in.size(); ++i)
-            EXPECT_NEAR(out[i], c.in[i] * 0.1, 1 + std::fabs(c.in[i]) * 1e-4) << c.in[i];
+            EXPECT_NEAR(sampleAt(data, c.bits, i), c.in[i] * 0.1, 1 + std::fabs(c.in[i]) * 1e-4)
+                << c.in[i];
 
         SampleGain::forVolume(0, false).apply(data.data(), data.size(), format);
-        for (int32_t s : decode(data, c.bits / 8)) EXPECT_EQ(s, 0);
+        for (std::size_t i = 0; i < c.in.size(); ++i) EXPECT_EQ(sampleAt(data, c.bits, i), 0);
     }
 }
 
@@ -117,12 +91,10 @@ TEST(MemoryOutputTest, KeepsTheLatestTenSecondsOfWholeFrames) {
 
 // Each name picks the same kind of device for a speaker and a microphone, and a name
 // that looks like a file but cannot be one is refused with a record naming it.
-TEST(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
-    hostctl::reset();
-    hostctl::setLogEcho(nullptr);
-    char folder[] = "/tmp/kq-names-XXXXXX";
-    ASSERT_NE(mkdtemp(folder), nullptr);
-    const std::string dir = folder;
+using DeviceNameTest = AudioChannelTest;
+
+TEST_F(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
+    const std::string& dir = mFolder;
     const PcmFormat format{16000, 16, 1};
     {
         std::unique_ptr<PcmOutput> made;  // a microphone's file
@@ -135,63 +107,46 @@ TEST(DeviceNameTest, ANamePicksAFileOrTheBuiltInDeviceOrIsRefusedWithARecord) {
     const std::string note =
         " (the name has 63 characters, the most the library passes: it cuts longer device names)";
 
-    enum Kind { kFile, kBuiltin, kRefused };
-    struct Opened {
-        Kind kind;
-        int code;
+    const std::string missing = dir + "/no/such/folder.wav", badEnd = dir + "/in.wa";
+    const std::string noFile = "No such file or directory";
+    const std::string noWav = "a file name must end in \".wav\"";
+    // The records of a name refused for `why`: the microphone's, then the speaker's.
+    const auto refused = [](const std::string& name, const std::string& why) {
+        return std::vector<std::string>{"host: microphone \"" + name + "\" refused: " + why,
+                                        "host: speaker \"" + name + "\" refused: " + why};
     };
     const struct {
         std::string name;
-        Opened speaker, microphone;
+        int speaker, microphone;           // what opening each gives
         std::vector<std::string> records;  // the microphone's first
     } names[] = {
-        {"spk", {kBuiltin, 0}, {kBuiltin, 0}, {}},
-        {dir + "/in.wav", {kFile, 0}, {kFile, 0}, {}},
-        {dir + "/IN.WAV",
-         {kFile, 0},
-         {kRefused, -ENOENT},
-         {"host: microphone \"" + dir + "/IN.WAV\" refused: No such file or directory"}},
-        {dir + "/no/such/folder.wav",
-         {kRefused, -ENOENT},
-         {kRefused, -ENOENT},
-         {"host: microphone \"" + dir + "/no/such/folder.wav\" refused: No such file or directory",
-          "host: speaker \"" + dir + "/no/such/folder.wav\" refused: No such file or directory"}},
-        {dir + "/in.wa",
-         {kRefused, -EINVAL},
-         {kRefused, -EINVAL},
-         {"host: microphone \"" + dir + "/in.wa\" refused: a file name must end in \".wav\"",
-          "host: speaker \"" + dir + "/in.wa\" refused: a file name must end in \".wav\""}},
-        {cut,
-         {kRefused, -EINVAL},
-         {kRefused, -EINVAL},
-         {"host: microphone \"" + cut + "\" refused: a file name must end in \".wav\"" + note,
-          "host: speaker \"" + cut + "\" refused: a file name must end in \".wav\"" + note}},
+        {"spk", 0, 0, {}},
+        {dir + "/in.wav", 0, 0, {}},
+        {dir + "/IN.WAV", 0, -ENOENT, {refused(dir + "/IN.WAV", noFile)[0]}},
+        {missing, -ENOENT, -ENOENT, refused(missing, noFile)},
+        {badEnd, -EINVAL, -EINVAL, refused(badEnd, noWav)},
+        {cut, -EINVAL, -EINVAL, refused(cut, noWav + note)},
         {cutBuiltin,
-         {kBuiltin, 0},
-         {kBuiltin, 0},
+         0,
+         0,
          {"host: microphone \"" + cutBuiltin + "\" is the built-in microphone" + note,
           "host: speaker \"" + cutBuiltin + "\" is the built-in speaker" + note}},
     };
     for (const auto& n : names) {
         SCOPED_TRACE(n.name);
+        // A name with a folder in it names a file, any other the built-in device.
+        const bool file = n.name.find('/') != std::string::npos;
         std::unique_ptr<PcmOutput> speaker;
         std::unique_ptr<PcmInput> microphone;
-        EXPECT_EQ(openPcmInput(n.name, format, &microphone), n.microphone.code);
-        EXPECT_EQ(openPcmOutput(n.name, format, &speaker), n.speaker.code);
-        EXPECT_EQ(speaker == nullptr, n.speaker.kind == kRefused);
-        EXPECT_EQ(microphone == nullptr, n.microphone.kind == kRefused);
-        EXPECT_EQ(dynamic_cast<WavFileOutput*>(speaker.get()) != nullptr, n.speaker.kind == kFile);
-        EXPECT_EQ(dynamic_cast<MemoryOutput*>(speaker.get()) != nullptr,
-                  n.speaker.kind == kBuiltin);
-        EXPECT_EQ(dynamic_cast<WavFileInput*>(microphone.get()) != nullptr,
-                  n.microphone.kind == kFile);
-        EXPECT_EQ(dynamic_cast<ToneInput*>(microphone.get()) != nullptr,
-                  n.microphone.kind == kBuiltin);
+        EXPECT_EQ(openPcmInput(n.name, format, &microphone), n.microphone);
+        EXPECT_EQ(openPcmOutput(n.name, format, &speaker), n.speaker);
+        const bool spoke = n.speaker == 0, heard = n.microphone == 0;
+        EXPECT_EQ(dynamic_cast<WavFileOutput*>(speaker.get()) != nullptr, spoke && file);
+        EXPECT_EQ(dynamic_cast<MemoryOutput*>(speaker.get()) != nullptr, spoke && !file);
+        EXPECT_EQ(dynamic_cast<WavFileInput*>(microphone.get()) != nullptr, heard && file);
+        EXPECT_EQ(dynamic_cast<ToneInput*>(microphone.get()) != nullptr, heard && !file);
         EXPECT_EQ(takeHostRecords(), n.records);
     }
-    for (const char* file : {"/in.wav", "/IN.WAV"}) std::remove((dir + file).c_str());
-    rmdir(folder);
-    hostctl::reset();
 }
 
 }  // namespace

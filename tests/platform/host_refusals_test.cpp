@@ -16,6 +16,8 @@
 #include "host_control.h"
 #include "module/bitmap.h"
 #include "platform/audio_format.h"
+#include "platform/broken_bitmaps.h"
+#include "platform/channels.h"
 #include "platform/host_records.h"
 #include "rts_av.h"
 
@@ -29,13 +31,6 @@ struct Refusal {
 
 // The result of GetPureBitmap when it gives no picture.
 constexpr int kNoPicture = -1;
-
-rts_av_profile videoProfile(uint32_t width, uint32_t height, uint32_t fps = 25) {
-    rts_av_profile p{};
-    p.format = RTS_PIX_FMT_NV12;
-    p.video = {width, height, 1, fps};
-    return p;
-}
 
 class HostRefusals : public ::testing::Test {
 protected:
@@ -111,14 +106,10 @@ TEST_F(HostRefusals, ChannelCreationNamesTheFirstFieldRefused) {
 }
 
 TEST_F(HostRefusals, ProfilesAreCheckedPerKindOfChannel) {
-    const rts_isp_attr ispAttr{3, 0};
-    const rts_h264_attr h264Attr{4, -1, 2'000'000, 50, 0, 0};
-    const rts_mjpeg_attr mjpegAttr{0};
     const rts_audio_attr audio = attrFor("hw:0,0", kVoice);
-    const int isp = rts_av_create_isp_chn(&ispAttr);
+    const int isp = channels::isp();
     const int enc = rts_av_create_audio_encode_chn(RTS_AUDIO_ENCODE_PCM, 0);
-    const int others[] = {rts_av_create_osd_chn(), rts_av_create_h264_chn(&h264Attr),
-                          rts_av_create_mjpeg_chn(&mjpegAttr),
+    const int others[] = {rts_av_create_osd_chn(), channels::h264(), channels::mjpeg(),
                           rts_av_create_audio_capture_chn(&audio),
                           rts_av_create_audio_resample_chn(8000, 16, 1)};
     rts_av_profile pcm{};
@@ -133,25 +124,29 @@ TEST_F(HostRefusals, ProfilesAreCheckedPerKindOfChannel) {
     const std::string even = "refused: even widths of 16 to 4096";
     const std::string rate = "refused: 1 to 120 frames per second";
     std::vector<Refusal> rows = {
-        {set(isp, videoProfile(1921, 1080)), -EINVAL, on(isp) + "width 1921 " + even},
-        {set(isp, videoProfile(14, 1080)), -EINVAL, on(isp) + "width 14 " + even},
-        {set(isp, videoProfile(1920, 4098)), -EINVAL,
+        {set(isp, channels::videoProfile(1921, 1080)), -EINVAL, on(isp) + "width 1921 " + even},
+        {set(isp, channels::videoProfile(14, 1080)), -EINVAL, on(isp) + "width 14 " + even},
+        {set(isp, channels::videoProfile(1920, 4098)), -EINVAL,
          on(isp) + "height 4098 refused: even heights of 16 to 4096"},
-        {set(isp, videoProfile(1920, 1080, 121)), -EINVAL, on(isp) + "frame rate 121/1 " + rate},
-        {set(isp, videoProfile(1920, 1080, 0)), -EINVAL, on(isp) + "frame rate 0/1 " + rate},
+        {set(isp, channels::videoProfile(1920, 1080, 121)), -EINVAL,
+         on(isp) + "frame rate 121/1 " + rate},
+        {set(isp, channels::videoProfile(1920, 1080, 0)), -EINVAL,
+         on(isp) + "frame rate 0/1 " + rate},
         {set(isp, pcm), -EINVAL, on(isp) + "format 32769 refused: NV12 (1)"},
-        {set(enc, videoProfile(640, 480)), -EINVAL, on(enc) + "format 1 refused: PCM (32769)"},
+        {set(enc, channels::videoProfile(640, 480)), -EINVAL,
+         on(enc) + "format 1 refused: PCM (32769)"},
         {set(enc, pcm12), -EINVAL, on(enc) + "sample width 12 refused: 8, 16, 24 or 32 bits"},
     };
     for (int other : others)
         rows.push_back(
-            {set(other, videoProfile(640, 480)), -EINVAL,
+            {set(other, channels::videoProfile(640, 480)), -EINVAL,
              on(other) + "profile refused: only image and audio encode channels take one"});
     expectAll(rows);
     EXPECT_EQ(rts_av_set_profile(enc, &pcm), 0);
 }
 
-// Speakers and microphones take the same formats, and refuse the others the same way.
+// Speakers and microphones refuse the same formats the same way. The formats they take,
+// from 8000 to 48000 Hz in each width, are those the playback and capture tests play.
 TEST_F(HostRefusals, AudioChannelsNameTheFormatOrDeviceRefused) {
     const struct {
         Format format;
@@ -198,11 +193,6 @@ TEST_F(HostRefusals, AudioChannelsNameTheFormatOrDeviceRefused) {
     EXPECT_EQ(hostctl::playbackStats(chn).bytesReceived, 0u);
     EXPECT_EQ(hostctl::calls("rts_av_create_audio_playback_chn")[1].text(),
               "rts_av_create_audio_playback_chn({\"spk\", 12, 1, 16000, 0}) = -22");
-    for (const Format& f : {Format{8000, 8, 1}, Format{48000, 24, 2}, Format{44100, 32, 2}}) {
-        const rts_audio_attr a = attrFor("spk", f);
-        EXPECT_GE(rts_av_create_audio_playback_chn(&a), 0) << f.rate;
-        EXPECT_GE(rts_av_create_audio_capture_chn(&a), 0) << f.rate;
-    }
 }
 
 TEST_F(HostRefusals, ControlsAndPinsNameTheValueAndItsRange) {
@@ -241,68 +231,25 @@ TEST_F(HostRefusals, ControlsAndPinsNameTheValueAndItsRange) {
 }
 
 TEST_F(HostRefusals, BitmapsThatCannotBeShownSayWhy) {
-    using bitmap_files::bmp;
-    using bitmap_files::Bytes;
-    using bitmap_files::put;
-    const Bytes masks = {0, 0, 0xff, 0, 0, 0xff, 0, 0, 0xff, 0, 0, 0};
-    Bytes rgbaMasks = masks;
-    std::swap(rgbaMasks[0], rgbaMasks[2]);
-    const Bytes rows24(12 * 2, 7);
-    const Bytes good = bmp(3, 2, 24, 0, rows24);
-    // The good file with `value` put at `offset`.
-    const auto with = [&](std::size_t offset, uint32_t value, int bytes) {
-        Bytes file = good;
-        put(file, offset, value, bytes);
-        return file;
-    };
-    Bytes badMagic = good;
-    badMagic[0] = 'X';
+    ASSERT_EQ(bitmap(broken_bitmaps::good())(), 0);
     const std::string in = "GetPureBitmap(\"" + mBmp + "\"): ";
-    const std::string header = "unsupported header (an info header of 40 bytes or more, one plane)";
-    const std::string sides = " pixels are not supported (sides of 1 to 8192)";
-    ASSERT_EQ(bitmap(good)(), 0);
-    expectAll({
-        {bitmap(badMagic), kNoPicture, in + "not a BMP file (no \"BM\" at its start)"},
-        {bitmap({good.begin(), good.begin() + 40}), kNoPicture,
-         in + "truncated: 40 bytes, shorter than the headers"},
-        {bitmap({good.begin(), good.end() - 1}), kNoPicture,
-         in + "truncated: the pixels need 24 bytes from offset 54, the file has 77"},
-        {bitmap(with(10, 0xfffffff0u, 4)), kNoPicture,
-         in + "the pixels' offset 4294967280 lies outside the file past its headers (54 to 78)"},
-        {bitmap(with(10, 20, 4)), kNoPicture,
-         in + "the pixels' offset 20 lies outside the file past its headers (54 to 78)"},
-        {bitmap(with(14, 0xffffffffu, 4)), kNoPicture,
-         in + "truncated: the headers need 4294967309 bytes, the file has 78"},
-        {bitmap(with(26, 2, 2)), kNoPicture, in + header},   // two planes
-        {bitmap(with(14, 12, 4)), kNoPicture, in + header},  // a 12-byte header
-        {bitmap(bmp(9000, 1, 24, 0, Bytes(27000, 0))), kNoPicture, in + "9000 x 1" + sides},
-        {bitmap(bmp(1, -9000, 32, 0, Bytes(36000, 0))), kNoPicture, in + "1 x 9000" + sides},
-        {bitmap(bmp(1, INT32_MIN, 24, 0, rows24)), kNoPicture, in + "1 x 2147483648" + sides},
-        {bitmap(bmp(3, 0, 24, 0, {})), kNoPicture, in + "3 x 0" + sides},
-        {bitmap(bmp(-3, 2, 24, 0, rows24)), kNoPicture, in + "-3 x 2" + sides},
-        {bitmap(bmp(2, 2, 16, 0, Bytes(8, 0))), kNoPicture,
-         in + "16-bit pixels are not supported (24 or 32)"},
-        {bitmap(bmp(3, 2, 24, 1, rows24)), kNoPicture,
-         in + "compression 1 is not supported (uncompressed, or 32-bit with BGRA masks)"},
-        {bitmap(bmp(1, 1, 32, 3, Bytes(4, 0))), kNoPicture,
-         in + "truncated: the file ends within its masks"},
-        {bitmap(bmp(1, 1, 32, 3, Bytes(4, 0), rgbaMasks)), kNoPicture,
-         in + "32-bit pixels with masks other than BGRA are not supported"},
-        {bitmap({}), kNoPicture, in + "truncated: 0 bytes, shorter than the headers"},
-        {[&] {
-             std::remove(mBmp.c_str());
-             module::BmpInfo info{};
-             return module::GetPureBitmap(mBmp.c_str(), &info) ? 0 : kNoPicture;
-         },
-         kNoPicture, in + "No such file or directory"},
-        {[] {
-             module::BmpInfo info{};
-             return module::GetPureBitmap(nullptr, &info) ? 0 : kNoPicture;
-         },
-         kNoPicture, "GetPureBitmap(\"(null)\"): no path given"},
-        {[&] { return module::GetPureBitmap(mBmp.c_str(), nullptr) ? 0 : kNoPicture; }, kNoPicture,
-         in + "no BmpInfo given for what it finds"},
-    });
+    std::vector<Refusal> rows;
+    for (const broken_bitmaps::BrokenBitmap& b : broken_bitmaps::all())
+        rows.push_back({bitmap(b.file), kNoPicture, in + b.reason});
+    const auto loaded = [](const char* path, module::BmpInfo* info) {
+        return module::GetPureBitmap(path, info) ? 0 : kNoPicture;
+    };
+    module::BmpInfo info{};
+    const auto missing = [&] {
+        std::remove(mBmp.c_str());
+        return loaded(mBmp.c_str(), &info);
+    };
+    rows.push_back({missing, kNoPicture, in + "No such file or directory"});
+    rows.push_back({[&] { return loaded(nullptr, &info); }, kNoPicture,
+                    "GetPureBitmap(\"(null)\"): no path given"});
+    rows.push_back({[&] { return loaded(mBmp.c_str(), nullptr); }, kNoPicture,
+                    in + "no BmpInfo given for what it finds"});
+    expectAll(rows);
 }
 
 }  // namespace

@@ -43,16 +43,6 @@ bool allBytes(const Bytes& bytes, std::size_t from, uint8_t value) {
     return true;
 }
 
-// 16-bit samples at a constant amplitude, which a volume scales.
-Bytes constantSamples(std::size_t count, int16_t value) {
-    Bytes out(count * 2);
-    for (std::size_t i = 0; i < count; ++i) {
-        out[2 * i] = static_cast<uint8_t>(value & 0xff);
-        out[2 * i + 1] = static_cast<uint8_t>((value >> 8) & 0xff);
-    }
-    return out;
-}
-
 class Playback : public AudioChannelTest {
 protected:
     void SetUp() override {
@@ -81,22 +71,16 @@ protected:
         return rc;
     }
 
-    // Sends all of `bytes` in buffers of `chunk` bytes as fast as the FIFO takes them;
-    // how many sends were refused for a full FIFO.
-    int sendAll(int chn, const Bytes& bytes, std::size_t chunk) {
-        int refused = 0;
+    // Sends all of `bytes` in buffers of `chunk` bytes as fast as the FIFO takes them.
+    void sendAll(int chn, const Bytes& bytes, std::size_t chunk) {
         for (std::size_t at = 0; at < bytes.size();) {
             std::size_t n = std::min(chunk, bytes.size() - at);
             int rc = send(chn, bytes.data() + at, n);
-            if (rc == -EAGAIN) {
-                ++refused;
-                continue;
-            }
+            if (rc == -EAGAIN) continue;  // the FIFO is full
             EXPECT_EQ(rc, 0);
             if (rc != 0) break;
             at += n;
         }
-        return refused;
     }
 
     static void expectPlayed(int chn, std::size_t bytes) {
@@ -157,12 +141,12 @@ TEST_F(Playback, ADeviceThatCannotOpenFailsTheStartOfSending) {
 
 // ---- Audio queues ---------------------------------------------------------------------------
 
+// The lifetime of the queue's record is checked with the other records' in
+// camera_support_test.cpp.
 TEST_F(Playback, AudioQueueIsAFixedPoolOfDeviceBuffers) {
     audio_queue queue{};
     EXPECT_EQ(create_audio_queue(&queue, 0), -EINVAL);
     ASSERT_EQ(create_audio_queue(&queue, 640), 0);
-    EXPECT_EQ(create_audio_queue(&queue, 640), -EBUSY);
-
     std::vector<rts_av_buffer*> taken;
     while (rts_av_buffer* b = pop_audio_queue(&queue)) {
         EXPECT_EQ(b->length, 640u);
@@ -175,30 +159,18 @@ TEST_F(Playback, AudioQueueIsAFixedPoolOfDeviceBuffers) {
     EXPECT_EQ(hostctl::calls("pop_audio_queue").back().result, -ENOBUFS);
     ASSERT_EQ(rts_av_put_buffer(taken.back()), 0);
     EXPECT_EQ(pop_audio_queue(&queue), taken.back());
-
-    // A copy of the record is no queue; neither is a stale one.
     audio_queue copy = queue;
     EXPECT_EQ(pop_audio_queue(&copy), nullptr);
-    EXPECT_EQ(destroy_audio_queue(&copy), -EINVAL);
     EXPECT_EQ(pop_audio_queue(nullptr), nullptr);
 
     // Destroyed with its buffers out: they still go back, once each.
     EXPECT_EQ(destroy_audio_queue(&queue), 0);
-    EXPECT_EQ(queue.ready, 0u);
     EXPECT_EQ(pop_audio_queue(&queue), nullptr);
     for (rts_av_buffer* b : taken) EXPECT_EQ(rts_av_put_buffer(b), 0);
     EXPECT_EQ(rts_av_put_buffer(taken[0]), -EINVAL);
-    EXPECT_EQ(destroy_audio_queue(&queue), 0);
-
-    // Zero-filled, and after the platform's reset while not initialised.
-    audio_queue zero{};
-    EXPECT_EQ(destroy_audio_queue(&zero), 0);
-    EXPECT_EQ(destroy_audio_queue(nullptr), -EINVAL);
     ASSERT_EQ(create_audio_queue(&queue, 64), 0);
     hostctl::reset();
     EXPECT_EQ(pop_audio_queue(&queue), nullptr);
-    EXPECT_EQ(destroy_audio_queue(&queue), 0);
-    EXPECT_EQ(create_audio_queue(&queue, 64), 0);  // a fresh queue in the old record
 }
 
 // ---- Speakers -------------------------------------------------------------------------------
@@ -284,7 +256,7 @@ TEST_F(Playback, ADrySpellIsOneUnderrunFilledWithSilence) {
 }
 
 TEST_F(Playback, VolumeAndMuteScaleWhatIsPlayed) {
-    const Bytes loud = constantSamples(kVoice.rate / 10, 16000);
+    const Bytes loud = samplesOf(std::vector<int32_t>(kVoice.rate / 10, 16000), 16);
     // The one level every played sample of `loud` has, or -1 when they differ.
     auto levelAt = [&](int volume, int mute) {
         EXPECT_EQ(set_playback_volume(volume), 0);
