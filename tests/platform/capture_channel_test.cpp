@@ -1,7 +1,7 @@
 // The host platform's capture chain, driven as the library's PCM sources drive it
 // (capture -> resample -> encode of type PCM, a reader polling every millisecond): the
 // microphones (tone, WAV file, ALSA), the capture period and its timestamps, format
-// conversion, the capture volume, profile checks, and the capture thread's lifetime.
+// conversion, the capture volume and profile checks.
 #include <sndfile.h>
 #include <unistd.h>
 
@@ -20,7 +20,6 @@
 #include "camera_support.h"
 #include "host_control.h"
 #include "platform/audio_format.h"
-#include "platform/task_count.h"
 #include "rts_av.h"
 #include "tone.h"
 
@@ -33,12 +32,6 @@ struct Received {
     Bytes bytes;
     uint64_t timestampUs;
 };
-
-uint64_t monotonicUs() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return uint64_t(now.tv_sec) * 1000000 + uint64_t(now.tv_nsec) / 1000;
-}
 
 // One channel of the stream's samples.
 std::vector<double> channelOf(const Bytes& bytes, const Format& f, uint32_t channel = 0) {
@@ -232,36 +225,6 @@ TEST_F(Capture, AnEncodeProfileOfAnotherFormatIsRefusedOrItsBuffersDropped) {
 }
 
 // ---- The capture thread ----------------------------------------------------------------------
-
-TEST_F(Capture, TheThreadRunsFromEnablingToDisablingAndPublishesOnlyWhatIsTaken) {
-    const std::size_t before = taskCount();
-    ASSERT_EQ(open("mic", kVoice), 0);
-    ASSERT_EQ(rts_av_stop_recv(mEncode), 0);
-    std::this_thread::sleep_for(200ms);
-    // Nobody takes the buffers: none made, but the microphone keeps its clock.
-    EXPECT_EQ(hostctl::channelStats(mEncode).produced, 0u);
-    EXPECT_GE(hostctl::captureStats(mCapture).periods, 5u);
-    ASSERT_EQ(rts_av_start_recv(mEncode), 0);
-    EXPECT_GE(receive(1).at(0).timestampUs + 100000, monotonicUs());
-
-    ASSERT_EQ(rts_av_disable_chn(mCapture), 0);
-    EXPECT_EQ(settledTaskCount(before), before);
-    const uint64_t produced = hostctl::channelStats(mEncode).produced;
-    std::this_thread::sleep_for(100ms);
-    EXPECT_EQ(hostctl::channelStats(mEncode).produced, produced);
-    EXPECT_EQ(hostctl::captureStats(mCapture).periods, 0u);
-
-    ASSERT_EQ(rts_av_enable_chn(mCapture), 0);
-    receive(2);
-    close();
-    EXPECT_EQ(hostctl::liveChannelCount(), 0);
-    EXPECT_EQ(settledTaskCount(before), before);
-
-    ASSERT_EQ(rts_av_init(), 0);
-    ASSERT_EQ(open("mic", kVoice), 0);
-    hostctl::reset();
-    EXPECT_EQ(settledTaskCount(before), before);
-}
 
 // ALSA's file plugin reads a raw file for capture, so no sound card is needed.
 TEST_F(Capture, AlsaDeviceRecordsFromTheConfiguredPcm) {

@@ -1,6 +1,6 @@
-// The host's in-memory board and volumes beyond what the library reaches: every GPIO
-// bank, two-byte register addresses, other buses, the refusals, the volume range and
-// the state the audio devices read.
+// The host's in-memory I2C devices beyond what the library reaches: two-byte register
+// addresses, other buses, and the transfers refused. GPIO pins and volumes are the
+// library's board tests'.
 #include <cerrno>
 #include <cstdint>
 #include <string>
@@ -11,7 +11,6 @@
 
 #include "camera_support.h"
 #include "host_control.h"
-#include "support/audio_volumes.h"
 
 namespace {
 
@@ -20,28 +19,6 @@ protected:
     void SetUp() override { hostctl::reset(); }
     void TearDown() override { hostctl::reset(); }
 };
-
-TEST_F(HostBoard, GpioPinsKeepTheirStateUntilAReset) {
-    // The level driven onto a pin is the outside world's: it stays across deinit and
-    // init, and an output does not read it.
-    ASSERT_EQ(hostctl::driveGpioInput(2, 0, 1), 0);
-    EXPECT_EQ(hostctl::driveGpioInput(2, 0, 3), -EINVAL);
-    EXPECT_EQ(init_gpio(2, 0, 0, 0), 0);
-    EXPECT_EQ(get_gpio_value(2, 0), 1);
-    EXPECT_EQ(deinit_gpio(2, 0), 0);
-    EXPECT_EQ(get_gpio_value(2, 0), -EINVAL);
-    EXPECT_EQ(deinit_gpio(2, 0), -EINVAL);
-    EXPECT_EQ(init_gpio(2, 0, 1, 0), 0);
-    EXPECT_EQ(get_gpio_value(2, 0), 0);
-
-    EXPECT_EQ(init_gpio(1, 0, 1, 1), 0);
-    hostctl::reset();  // forgets the pin and its level
-    hostctl::GpioPinState pin{true, 1, 1};
-    ASSERT_EQ(hostctl::gpioPinState(1, 0, &pin), 0);
-    EXPECT_FALSE(pin.initialised);
-    EXPECT_EQ(pin.level, 0);
-    EXPECT_EQ(get_gpio_value(1, 0), -EINVAL);
-}
 
 TEST_F(HostBoard, TwoByteAddressesReachTheWholeMapOfAnyBus) {
     ASSERT_EQ(hostctl::addI2cDevice(1, 0x1a, 0x200), 0);
@@ -106,41 +83,6 @@ TEST_F(HostBoard, RefusedTransfersMoveNothing) {
     hostctl::reset();
     EXPECT_TRUE(hostctl::i2cRegisters(0, 0x20).empty());
     EXPECT_EQ(read_i2c(0, 0x20, 1, 1, buffer), -ENXIO);
-}
-
-// The library's board tests pass volumes above 100 on and read set volumes back; the
-// host starts at 100, keeps the volume while muted, and the audio devices read both.
-TEST_F(HostBoard, VolumesRunFromZeroToAHundredAndAnyNonZeroMutes) {
-    using host::support::VolumeState;
-    struct Direction {
-        int (*get)(int*);
-        int (*set)(int);
-        int (*mute)(int);
-        VolumeState (*state)();
-    };
-    const Direction directions[] = {
-        {get_playback_volume, set_playback_volume, enable_playback_mute,
-         host::support::playbackVolume},
-        {get_capture_volume, set_capture_volume, enable_capture_mute, host::support::captureVolume},
-    };
-    for (const Direction& d : directions) {
-        SCOPED_TRACE(&d == directions ? "playback" : "capture");
-        int volume = -1;
-        EXPECT_EQ(d.get(&volume), 0);
-        EXPECT_EQ(volume, 100);
-        EXPECT_EQ(d.set(-1), -EINVAL);
-        EXPECT_EQ(d.get(nullptr), -EINVAL);
-        EXPECT_EQ(d.set(30), 0);
-        EXPECT_EQ(d.mute(7), 0);
-        EXPECT_EQ(d.get(&volume), 0);
-        EXPECT_EQ(volume, 30) << "the volume is kept while muted";
-        EXPECT_EQ(d.state().volume, 30);
-        EXPECT_TRUE(d.state().muted);
-
-        hostctl::reset();
-        EXPECT_EQ(d.state().volume, 100);
-        EXPECT_FALSE(d.state().muted);
-    }
 }
 
 }  // namespace

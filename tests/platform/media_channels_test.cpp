@@ -120,18 +120,4 @@ TEST_F(MediaChannels, EnablingNeedsProfileAndSourceAndFixesTheProfile) {
     EXPECT_EQ(rts_av_set_profile(camera, &p), 0);
 }
 
-TEST_F(MediaChannels, DestroyingDropsBindingsEvenWhileRunning) {
-    int camera;
-    int enc = runningEncoder(&camera);
-    int jpg = channels::mjpeg();
-    ASSERT_EQ(rts_av_bind(camera, jpg), 0);
-
-    EXPECT_EQ(rts_av_destroy_chn(camera), 0);
-    EXPECT_EQ(hostctl::liveChannelCount(), 2);
-    // Both former destinations are free for a new source.
-    int next = channels::isp(1920, 1080);
-    EXPECT_EQ(rts_av_bind(next, enc), 0);
-    EXPECT_EQ(rts_av_bind(next, jpg), 0);
-}
-
 }  // namespace

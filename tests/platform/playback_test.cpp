@@ -22,7 +22,6 @@
 #include "camera_support.h"
 #include "host_control.h"
 #include "platform/audio_format.h"
-#include "platform/task_count.h"
 #include "rts_av.h"
 
 using namespace std::chrono_literals;
@@ -278,46 +277,6 @@ TEST_F(Playback, VolumeAndMuteScaleWhatIsPlayed) {
     EXPECT_NEAR(levelAt(50, 0), 16000 * std::pow(10.0, -25.0 / 20), 1.0);
     EXPECT_EQ(levelAt(100, 1), 0);
     EXPECT_EQ(levelAt(0, 0), 0);
-}
-
-TEST_F(Playback, StoppingNeverLeavesAThreadOrASenderWaiting) {
-    const std::size_t before = taskCount();
-    for (auto stop : {rts_av_stop_send, rts_av_disable_chn, rts_av_destroy_chn}) {
-        int chn = open("speaker");
-        ASSERT_GE(chn, 0);
-        // A second queue: the sender's own, as a sink would have.
-        audio_queue queue{};
-        ASSERT_EQ(create_audio_queue(&queue, 640), 0);
-        Bytes frame = pattern(640);
-        std::thread sender([&] {
-            int rc;
-            do {
-                rts_av_buffer* b = pop_audio_queue(&queue);
-                std::memcpy(b->data, frame.data(), 640);
-                b->bytesUsed = 640;
-                rc = rts_av_send(chn, b);
-                rts_av_put_buffer(b);
-            } while (rc == 0 || rc == -EAGAIN);
-            // A send under way when the channel stops fails as not sending.
-            bool gone = stop == rts_av_destroy_chn && rc == -ENOENT;
-            EXPECT_TRUE(gone || rc == -EPERM) << rc;
-        });
-        // The speaker plays in real time: the FIFO of six buffers fills and the sender waits.
-        std::this_thread::sleep_for(100ms);
-        EXPECT_GT(hostctl::playbackStats(chn).overflows, 0u);
-        EXPECT_EQ(hostctl::playbackStats(chn).fifoCapacity, 6 * 640u);
-        ASSERT_EQ(stop(chn), 0);
-        EXPECT_FALSE(hostctl::playbackStats(chn).running);
-        sender.join();
-        EXPECT_EQ(destroy_audio_queue(&queue), 0);
-        EXPECT_EQ(settledTaskCount(before), before);
-    }
-
-    ASSERT_GE(open("speaker"), 0);
-    ASSERT_GE(open("speaker"), 0);
-    EXPECT_EQ(settledTaskCount(before + 2), before + 2);
-    hostctl::reset();
-    EXPECT_EQ(settledTaskCount(before), before);
 }
 
 // Run by its own ctest entry, which points ALSA_CONFIG_PATH at a file this test writes:

@@ -1,6 +1,4 @@
 // Buffers, the data queue, fibers and the pacer of the host utility library.
-#include <pthread.h>
-
 #include <atomic>
 #include <chrono>
 #include <cstring>
@@ -90,23 +88,6 @@ TEST(DataQueueTest, FullQueueDropsItsOldestEntries) {
     EXPECT_EQ(readString(byBytes), "4444");
 }
 
-TEST(DataQueueTest, ReadWaitsUpToItsTimeout) {
-    DataQueue queue("wait", 0, 0);
-    std::shared_ptr<Buf> out;
-    EXPECT_EQ(queue.Read(&out, 0, 0), 0);
-    const auto before = Clock::now();
-    EXPECT_EQ(queue.Read(&out, 30, 0), 0);
-    EXPECT_GE(Clock::now() - before, 25ms);
-
-    std::thread writer([&] {
-        std::this_thread::sleep_for(50ms);
-        queue.Write(frame("late"), 4);
-    });
-    EXPECT_EQ(queue.Read(&out, 10000, 0), 4);
-    EXPECT_LT(Clock::now() - before, 5s);
-    writer.join();
-}
-
 TEST(DataQueueTest, EntriesHeldByAReaderOrTheirBytesAreNotOverwritten) {
     DataQueue queue("recycle", 4, 0);
     ASSERT_EQ(queue.Write(frame("aaaa"), 4), 4);
@@ -122,32 +103,6 @@ TEST(DataQueueTest, EntriesHeldByAReaderOrTheirBytesAreNotOverwritten) {
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(kept->Data()), 4), "aaaa");
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(bytes.get()), 4), "bbbb");
     EXPECT_EQ(readString(queue), "cccc");
-}
-
-TEST(FiberTest, RunsCallbacksAndLoopOnANamedWorkerUntilDestroyed) {
-    std::promise<void> checked;
-    std::vector<std::string> events;  // written by the worker, read after the join
-    char name[16] = {};
-    {
-        Fiber fiber(
-            "a-rather-long-worker-name",
-            [&](std::atomic<bool>& stop) {
-                pthread_getname_np(pthread_self(), name, sizeof(name));
-                while (!stop) Fiber::SleepMs(1);
-                events.push_back("loop saw stop");
-            },
-            [&, gate = checked.get_future().share()] {
-                gate.wait();  // the loop has not started yet
-                events.push_back("start");
-            },
-            [&] { events.push_back("stop"); });
-        EXPECT_TRUE(fiber.IsRunning());
-        checked.set_value();
-        Fiber::SleepMs(20);
-        EXPECT_TRUE(fiber.IsRunning());
-    }
-    EXPECT_EQ(events, (std::vector<std::string>{"start", "loop saw stop", "stop"}));
-    EXPECT_STREQ(name, "a-rather-long-w");
 }
 
 // A fiber destroyed on its own worker cannot wait for itself: the worker finishes on its

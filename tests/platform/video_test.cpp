@@ -90,28 +90,6 @@ DecodedJpeg decodeJpeg(const Bytes& jpeg) {
 
 }  // namespace
 
-TEST(VideoDrawing, ClipsEveryShapeToTheFrame) {
-    AlphaMask mask{9, 7, Bytes(63, 255)};
-    const std::pair<int, int> places[] = {{-5, -3}, {28, 12},           {30, -6},     {-8, 14},
-                                          {40, 40}, {INT_MIN, INT_MIN}, {INT_MAX, 3}, {-100, 5}};
-    for (auto [x, y] : places) {
-        for (bool useMask : {false, true}) {
-            Frame frame;
-            frame.resize(32, 16);  // exactly sized: any stray write is out of bounds
-            if (useMask)
-                blendMask(frame, mask, x, y, {200, 90, 60}, {true, true});
-            else
-                fillRect(frame, x, y, INT_MAX, 7, {200, 90, 60});
-            long long right = x + (useMask ? 9LL : INT_MAX);
-            long long columns = std::max(0LL, std::min(right, 32LL) - std::max(x, 0));
-            long long rows = std::max(0LL, std::min(y + 7LL, 16LL) - std::max(y, 0));
-            int painted = 0;
-            for (std::size_t i = 0; i < frame.lumaSize(); ++i) painted += frame.y()[i] == 200;
-            EXPECT_EQ(painted, columns * rows) << x << "," << y << " mask " << useMask;
-        }
-    }
-}
-
 TEST(VideoDrawing, BlendsByCoverageAndChromaByBlock) {
     Frame frame;
     frame.resize(16, 16);
