@@ -170,6 +170,27 @@ TEST_F(Capture, TheToneComesInPeriodsOfEveryFormatTheResamplerMakes) {
     }
 }
 
+// With sync marks the stream starts on a grid that puts a frame on each whole second,
+// where the beep starts: exactly its samples, the tone's level before and after.
+TEST_F(Capture, TheSyncBeepStartsAtTheWholeSecond) {
+    hostctl::setSyncMarks(true);
+    ASSERT_EQ(open("mic", kVoice), 0);
+    const std::vector<Received> buffers = receive(60);  // 1.2 s: one whole second at least
+    close();
+    ASSERT_EQ(buffers.size(), 60u);
+    const std::vector<double> samples = channelOf(joined(buffers), kVoice);
+    const uint64_t firstUs = buffers[0].timestampUs, second = firstUs / 1000000 + 1;
+    const std::size_t at = (second * 1000000 - firstUs) * kVoice.rate / 1000000;
+    const std::size_t beep = kVoice.rate * hostctl::kSyncBeepMs / 1000;
+    ASSERT_LT(at + beep + 1, samples.size());
+    const double tone = 0.25 * 32768 + 1, level = 0.5 * 32768;
+    for (std::size_t i = 0; i < beep; ++i)
+        ASSERT_NEAR(samples[at + i],
+                    level * std::sin(2 * M_PI * hostctl::kSyncBeepHz * i / kVoice.rate), 1)
+            << i;
+    for (std::size_t i : {at - 1, at + beep}) EXPECT_LE(std::abs(samples[i]), tone) << i;
+}
+
 // ---- Volume, refusals and profiles -----------------------------------------------------------
 
 TEST_F(Capture, CaptureVolumeAndMuteApplyToTheSamples) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
@@ -11,12 +12,15 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <jpeglib.h>
 
+#include "host_control.h"
 #include "media/picture_look.h"
+#include "platform/channels.h"
 #include "video/drawing.h"
 #include "video/h264_encoder.h"
 #include "video/jpeg_encoder.h"
@@ -252,4 +256,38 @@ TEST(VideoJpeg, DecodesBackToThePicture) {
     EXPECT_EQ(encoder.encode(frame, 0, jpeg), -EINVAL);
     EXPECT_EQ(encoder.encode(frame, 101, jpeg), -EINVAL);
     EXPECT_EQ(encoder.encode(Frame{}, 50, jpeg), -EINVAL);
+}
+
+// With sync marks the pictures are stamped on the 40 ms grid through the whole seconds,
+// and the one stamped at a whole second is white.
+TEST(VideoSyncMarks, ThePictureOfEachWholeSecondIsWhite) {
+    hostctl::reset();
+    hostctl::setSyncMarks(true);
+    ASSERT_EQ(rts_av_init(), 0);
+    const int camera = channels::isp(160, 120), jpg = channels::mjpeg();
+    ASSERT_EQ(rts_av_bind(camera, jpg), 0);
+    for (int chn : {camera, jpg}) ASSERT_EQ(rts_av_enable_chn(chn), 0);
+    ASSERT_EQ(rts_av_start_recv(jpg), 0);
+    int pictures = 0, marks = 0;
+    for (auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+         marks == 0 || pictures < 30;) {
+        ASSERT_LT(std::chrono::steady_clock::now(), giveUp);
+        rts_av_buffer* b = nullptr;
+        if (rts_av_poll(jpg) != 0 || rts_av_recv(jpg, &b) != 0) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            continue;
+        }
+        const auto* data = static_cast<const uint8_t*>(b->data);
+        const DecodedJpeg picture = decodeJpeg(Bytes(data, data + b->bytesUsed));
+        const uint64_t us = b->timestamp;
+        ASSERT_EQ(rts_av_put_buffer(b), 0);
+        if (pictures++ == 0) continue;  // made at once, before the grid
+        EXPECT_EQ(us % 40000, 0u) << us;
+        double sum = 0;
+        for (uint8_t v : picture.rgb) sum += v;
+        const double mean = sum / picture.rgb.size();
+        marks += us % 1000000 == 0;
+        EXPECT_EQ(mean > 240, us % 1000000 == 0) << us << ": mean " << mean;
+    }
+    hostctl::reset();
 }

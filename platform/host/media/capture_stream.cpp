@@ -6,9 +6,11 @@
 
 #include "audio/capture_period.h"
 #include "audio/sample_gain.h"
+#include "audio/sync_beep.h"
 #include "log/host_log.h"
 #include "media/monotonic_clock.h"
 #include "media/stream_sink.h"
+#include "media/sync_marks.h"
 #include "media/volume_gains.h"
 
 namespace host::media {
@@ -68,8 +70,15 @@ void CaptureStream::run() {
 }
 
 void CaptureStream::paceByClock() {
-    Clock::time_point start = Clock::now();
-    uint64_t startUs = monotonicMicroseconds();
+    // With sync marks the stream starts on the grid through the whole seconds, so that a
+    // frame starts at each of them and the beep can begin exactly there.
+    bool marks = syncMarks();
+    auto anchor = [this, &marks] {
+        marks = syncMarks();
+        const uint64_t nowUs = monotonicMicroseconds();
+        return marks ? audio::syncGridStart(nowUs, mFormat.rate) : nowUs;
+    };
+    uint64_t startUs = anchor();
     uint64_t index = 0;
     for (;;) {
         uint64_t first = audio::capturePeriodStart(index, mFormat.rate);
@@ -77,12 +86,16 @@ void CaptureStream::paceByClock() {
         bool read = readPeriod(next - first);
         // Published once its period has passed, as a card would deliver it, and paced
         // from the start rather than from the last period, so the rate does not drift.
-        Clock::time_point due = start + durationOf(next, mFormat.rate);
+        Clock::time_point due = monotonicTimePoint(startUs) + durationOf(next, mFormat.rate);
         if (!sleepUntil(due)) return;
+        if (read && marks)
+            audio::writeSyncBeep(
+                mCaptured.data(), next - first, mFormat,
+                static_cast<uint32_t>((audio::frameOfSecond(startUs, mFormat.rate) + first) %
+                                      mFormat.rate));
         if (read) deliver(next - first, startUs + audio::microsecondsOf(first, mFormat.rate));
-        if (due + audio::kCaptureMaxLag < Clock::now()) {
-            start = Clock::now();
-            startUs = monotonicMicroseconds();
+        if (due + audio::kCaptureMaxLag < Clock::now() || marks != syncMarks()) {
+            startUs = anchor();
             index = 0;
         }
     }

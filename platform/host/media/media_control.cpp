@@ -1,6 +1,9 @@
-// The control interface's view of the media channels: statistics and scripted buffers.
+// The control interface's view of the media channels: statistics, scripted buffers and
+// the sync marks.
+#include "audio/sync_beep.h"
 #include "control/host_control.h"
 #include "media/media_platform.h"
+#include "media/sync_marks.h"
 
 namespace hostctl {
 
@@ -19,6 +22,9 @@ int pushBuffer(int chn, const std::vector<uint8_t>& bytes, uint64_t timestampUs,
 }
 
 void waitCallbacksIdle() { media().waitCallbacksIdle(); }
+
+static_assert(kSyncBeepHz == host::audio::kSyncBeepHz && kSyncBeepMs == host::audio::kSyncBeepMs);
+void setSyncMarks(bool on) { host::media::setSyncMarks(on); }
 
 int liveChannelCount() { return media().liveChannels(); }
 int platformInitCount() { return media().initCount(); }

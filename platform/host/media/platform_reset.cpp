@@ -4,12 +4,14 @@
 #include "journal/call_journal.h"
 #include "log/log_store.h"
 #include "media/media_platform.h"
+#include "media/sync_marks.h"
 #include "support/support_state.h"
 
 namespace hostctl {
 
 void reset() {
     host::media::media().reset();
+    host::media::setSyncMarks(false);
     host::support::resetState();
     host::journal::reset();
     host::log::resetStore();

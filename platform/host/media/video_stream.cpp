@@ -5,6 +5,7 @@
 #include "media/monotonic_clock.h"
 #include "media/picture_look.h"
 #include "media/stream_sink.h"
+#include "media/sync_marks.h"
 #include "support/overlay_drawing.h"
 
 namespace host::media {
@@ -56,22 +57,30 @@ void VideoStream::run() {
     Clock::time_point next = Clock::now();
     for (;;) {
         bool live = mSink.routeOf(mIspChannel, &route);
-        if (live && !route.encoders.empty()) produce(route);
+        Clock::duration period = live ? framePeriod(route.profile) : std::chrono::milliseconds(40);
+        if (live && !route.encoders.empty()) produce(route, next, period);
         dropIdleEncoders(route);
         // Paced from the start, not from the last picture, so the rate does not drift;
         // a stream that fell more than a picture behind starts counting afresh.
-        Clock::duration period = live ? framePeriod(route.profile) : std::chrono::milliseconds(40);
         next += period;
         Clock::time_point now = Clock::now();
         if (next + period < now) next = now;
+        if (syncMarks())
+            next = monotonicTimePoint(onSyncGrid(monotonicMicrosecondsOf(next), period));
         if (!sleepUntil(next)) return;
     }
 }
 
-void VideoStream::produce(const StreamRoute& route) {
+void VideoStream::produce(const StreamRoute& route, Clock::time_point due, Clock::duration period) {
     mFrame.resize(route.profile.video.width, route.profile.video.height);
-    mFrame.timestampUs = monotonicMicroseconds();
+    // With sync marks a picture carries the instant it was due, as a sensor's exposure
+    // time, so that the marks' stamps fall exactly on whole seconds.
+    const bool marks = syncMarks();
+    mFrame.timestampUs = marks ? monotonicMicrosecondsOf(due) : monotonicMicroseconds();
     mPattern.render(mFrameNumber++, pictureLook(support::imageSettings()), mFrame);
+    if (marks && isSyncMark(mFrame.timestampUs, period))
+        video::fillRect(mFrame, 0, 0, static_cast<int>(mFrame.width),
+                        static_cast<int>(mFrame.height), video::yuvFromRgb(255, 255, 255));
     support::drawOverlay(route.overlayPack, route.maskPack, mFrame);
     for (const EncoderRoute& encoder : route.encoders) {
         uint32_t flags = 0;

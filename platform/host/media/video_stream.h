@@ -33,8 +33,9 @@ public:
 
 private:
     void run();
-    // Makes, draws and encodes one picture for the route's encoders.
-    void produce(const StreamRoute& route);
+    // Makes, draws and encodes the picture due at `due` for the route's encoders.
+    void produce(const StreamRoute& route, std::chrono::steady_clock::time_point due,
+                 std::chrono::steady_clock::duration period);
     // 0, or the encoder's code; a failed picture is counted as dropped.
     int encodeFor(const EncoderRoute& encoder, const rts_av_profile& profile, uint32_t* flags);
     video::H264Encoder* h264EncoderFor(const EncoderRoute& encoder, const rts_av_profile& profile);
