@@ -7,11 +7,12 @@
 namespace live {
 
 MediaFeed::MediaFeed(GstElement* appsrc, std::shared_ptr<FrameQueue> queue, int64_t baseNs,
-                     int64_t durationNs)
+                     int64_t durationNs, const MediaFeed* leader)
     : mAppsrc(GST_ELEMENT(gst_object_ref(appsrc))),
       mQueue(std::move(queue)),
       mBaseNs(baseNs),
       mDurationNs(durationNs),
+      mLeader(leader),
       mThread(&MediaFeed::run, this) {}
 
 MediaFeed::~MediaFeed() {
@@ -34,7 +35,8 @@ void MediaFeed::push(const FramePtr& frame) {
     auto* appsrc = GST_APP_SRC(mAppsrc);
     // A stalled pipeline: what it would get late is dropped, up to the next key frame.
     const bool stalled = gst_app_src_get_current_level_buffers(appsrc) >= kMaxQueued;
-    if (pts < 0 || stalled || (mWaitingForKey && !frame->keyFrame)) {
+    const bool early = mLeader && !mLeader->started();
+    if (pts < 0 || stalled || early || (mWaitingForKey && !frame->keyFrame)) {
         mWaitingForKey = true;
         return;
     }
@@ -53,6 +55,7 @@ void MediaFeed::push(const FramePtr& frame) {
     GST_BUFFER_DURATION(buffer) = static_cast<GstClockTime>(mDurationNs);
     if (!frame->keyFrame) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
     gst_app_src_push_buffer(appsrc, buffer);
+    mStarted = true;
 }
 
 }  // namespace live

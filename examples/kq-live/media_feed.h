@@ -19,14 +19,19 @@ namespace live {
 class MediaFeed {
 public:
     // Takes a reference to `appsrc` and starts feeding it. `durationNs` is a frame's.
+    // With a `leader`, nothing goes in before the leader's first frame: the pipeline
+    // holds its streams' first frames until the viewer's PLAY, and the sound must not
+    // wait there longer than the picture, which waits for a key frame.
     MediaFeed(GstElement* appsrc, std::shared_ptr<FrameQueue> queue, int64_t baseNs,
-              int64_t durationNs);
+              int64_t durationNs, const MediaFeed* leader = nullptr);
     ~MediaFeed();
     MediaFeed(const MediaFeed&) = delete;
     MediaFeed& operator=(const MediaFeed&) = delete;
 
     // Closes the queue and waits for the thread; again is harmless.
     void stop();
+    // Whether a frame went in.
+    bool started() const { return mStarted; }
 
     // Frames queued in the appsrc at most: a second of video. Beyond it the viewer's
     // pipeline is stalled, and frames are dropped here.
@@ -40,6 +45,8 @@ private:
     std::shared_ptr<FrameQueue> mQueue;
     const int64_t mBaseNs;
     const int64_t mDurationNs;
+    const MediaFeed* const mLeader;
+    std::atomic<bool> mStarted{false};
     bool mWaitingForKey = true;
     std::thread mThread;
 };

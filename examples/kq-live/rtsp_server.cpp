@@ -97,7 +97,7 @@ private:
     GstRTSPMediaFactory* newFactory(const std::string& launch, int videoStream);
     void configure(GstRTSPMedia* media, int videoStream);
     void addFeed(ViewerFeeds& viewer, GstElement* bin, const char* name, int stream,
-                 int64_t durationNs);
+                 int64_t durationNs, const MediaFeed* leader);
     void clientConnected(GstRTSPClient* client);
     void attach(GSourceFunc function, guint seconds);
 
@@ -207,9 +207,10 @@ void RtspServer::Impl::configure(GstRTSPMedia* media, int videoStream) {
     viewer->live = mFedPipelines;
     ++*mFedPipelines;
     const examples::VideoSize& size = videoStream == 0 ? mSettings.ch0 : mSettings.ch1;
-    addFeed(*viewer, bin, "video", videoStream, kNsPerSecond / size.fps);
-    if (videoStream == 0)
-        addFeed(*viewer, bin, "audio", kAudio, int64_t{1024} * kNsPerSecond / mSettings.audioRate);
+    addFeed(*viewer, bin, "video", videoStream, kNsPerSecond / size.fps, nullptr);
+    if (videoStream == 0 && !viewer->feeds.empty())
+        addFeed(*viewer, bin, "audio", kAudio, int64_t{1024} * kNsPerSecond / mSettings.audioRate,
+                viewer->feeds.front().get());
     gst_object_unref(bin);
     g_object_set_data_full(G_OBJECT(media), "kq-viewer-feeds", viewer,
                            [](gpointer feeds) { delete static_cast<ViewerFeeds*>(feeds); });
@@ -218,11 +219,11 @@ void RtspServer::Impl::configure(GstRTSPMedia* media, int videoStream) {
 }
 
 void RtspServer::Impl::addFeed(ViewerFeeds& viewer, GstElement* bin, const char* name, int stream,
-                               int64_t durationNs) {
+                               int64_t durationNs, const MediaFeed* leader) {
     GstElement* appsrc = gst_bin_get_by_name(GST_BIN(bin), name);
     if (!appsrc) return;
     viewer.feeds.push_back(std::make_unique<MediaFeed>(
-        appsrc, mHub.subscribe(stream, kViewerQueueFrames), mSettings.baseNs, durationNs));
+        appsrc, mHub.subscribe(stream, kViewerQueueFrames), mSettings.baseNs, durationNs, leader));
     gst_object_unref(appsrc);
 }
 
