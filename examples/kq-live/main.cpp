@@ -14,6 +14,7 @@
 
 #include "camera.h"
 #include "capture_time.h"
+#include "delay_probe.h"
 #include "frame_hub.h"
 #include "host_platform.h"
 #include "live_log.h"
@@ -67,6 +68,7 @@ live::RtspSettings rtspSettings(const Options& options, int64_t baseNs) {
     settings.audioRate = live::AudioCapture::kFormat.sampleRate;
     settings.audioChannels = live::AudioCapture::kFormat.channels;
     settings.baseNs = baseNs;
+    settings.delayStats = options.delayStats;
     return settings;
 }
 
@@ -129,6 +131,7 @@ int main(int argc, char** argv) {
     rtsp.stop();
     camera.stop();
     printCounts(camera);
+    if (options.delayStats) live::DelayProbe::printAll();
     live::releaseGStreamer();
     return ok ? 0 : 1;
 }

@@ -7,12 +7,13 @@
 namespace live {
 
 MediaFeed::MediaFeed(GstElement* appsrc, std::shared_ptr<FrameQueue> queue, int64_t baseNs,
-                     int64_t durationNs, const MediaFeed* leader)
+                     int64_t durationNs, const MediaFeed* leader, DelayProbe* probe)
     : mAppsrc(GST_ELEMENT(gst_object_ref(appsrc))),
       mQueue(std::move(queue)),
       mBaseNs(baseNs),
       mDurationNs(durationNs),
       mLeader(leader),
+      mProbe(probe),
       mThread(&MediaFeed::run, this) {}
 
 MediaFeed::~MediaFeed() {
@@ -54,6 +55,7 @@ void MediaFeed::push(const FramePtr& frame) {
     GST_BUFFER_PTS(buffer) = GST_BUFFER_DTS(buffer) = static_cast<GstClockTime>(pts);
     GST_BUFFER_DURATION(buffer) = static_cast<GstClockTime>(mDurationNs);
     if (!frame->keyFrame) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
+    if (mProbe) mProbe->pushed(frame->stream, static_cast<GstClockTime>(pts), frame->arrivalNs);
     gst_app_src_push_buffer(appsrc, buffer);
     mStarted = true;
 }

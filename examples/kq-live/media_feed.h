@@ -12,6 +12,7 @@
 #include <memory>
 #include <thread>
 
+#include "delay_probe.h"
 #include "frame_hub.h"
 
 namespace live {
@@ -21,9 +22,10 @@ public:
     // Takes a reference to `appsrc` and starts feeding it. `durationNs` is a frame's.
     // With a `leader`, nothing goes in before the leader's first frame: the pipeline
     // holds its streams' first frames until the viewer's PLAY, and the sound must not
-    // wait there longer than the picture, which waits for a key frame.
+    // wait there longer than the picture, which waits for a key frame. A `probe` is told
+    // of every frame pushed.
     MediaFeed(GstElement* appsrc, std::shared_ptr<FrameQueue> queue, int64_t baseNs,
-              int64_t durationNs, const MediaFeed* leader = nullptr);
+              int64_t durationNs, const MediaFeed* leader = nullptr, DelayProbe* probe = nullptr);
     ~MediaFeed();
     MediaFeed(const MediaFeed&) = delete;
     MediaFeed& operator=(const MediaFeed&) = delete;
@@ -46,6 +48,7 @@ private:
     const int64_t mBaseNs;
     const int64_t mDurationNs;
     const MediaFeed* const mLeader;
+    DelayProbe* const mProbe;
     std::atomic<bool> mStarted{false};
     bool mWaitingForKey = true;
     std::thread mThread;

@@ -69,6 +69,7 @@ std::string channel1Launch(const RtspSettings& s) {
 
 // One viewer's feeds, kept with its media and stopped when the media is.
 struct ViewerFeeds {
+    std::unique_ptr<DelayProbe> probe;  // with --delay-stats
     std::vector<std::unique_ptr<MediaFeed>> feeds;
     std::shared_ptr<std::atomic<int>> live;  // the server's count of fed pipelines
     bool stopped = false;
@@ -119,6 +120,12 @@ bool RtspServer::Impl::start() {
     mServer = gst_rtsp_server_new();
     gst_rtsp_server_set_address(mServer, mSettings.address.c_str());
     gst_rtsp_server_set_service(mServer, std::to_string(mSettings.port).c_str());
+    // A connection's thread waits in DESCRIBE until its pipeline has a key frame: with
+    // one thread for every connection (the default) they would wait in turn, and a
+    // viewer's first frames would age before its PLAY.
+    GstRTSPThreadPool* threads = gst_rtsp_server_get_thread_pool(mServer);
+    gst_rtsp_thread_pool_set_max_threads(threads, 2 * static_cast<gint>(mSettings.maxViewers));
+    g_object_unref(threads);
     GstRTSPSessionPool* pool = gst_rtsp_server_get_session_pool(mServer);
     gst_rtsp_session_pool_set_max_sessions(pool, mSettings.maxViewers);
     g_object_unref(pool);
@@ -195,6 +202,11 @@ GstRTSPMediaFactory* RtspServer::Impl::newFactory(const std::string& launch, int
 void RtspServer::Impl::configure(GstRTSPMedia* media, int videoStream) {
     GstElement* bin = gst_rtsp_media_get_element(media);
     GstElement* pipeline = GST_ELEMENT(gst_object_get_parent(GST_OBJECT(bin)));
+    auto* viewer = new ViewerFeeds;
+    if (pipeline && mSettings.delayStats) {
+        viewer->probe = std::make_unique<DelayProbe>();
+        viewer->probe->watch(pipeline);
+    }
     if (pipeline) {
         GstClock* clock = gst_system_clock_obtain();
         gst_pipeline_use_clock(GST_PIPELINE(pipeline), clock);
@@ -203,7 +215,6 @@ void RtspServer::Impl::configure(GstRTSPMedia* media, int videoStream) {
         gst_element_set_base_time(pipeline, static_cast<GstClockTime>(mSettings.baseNs));
         gst_object_unref(pipeline);
     }
-    auto* viewer = new ViewerFeeds;
     viewer->live = mFedPipelines;
     ++*mFedPipelines;
     const examples::VideoSize& size = videoStream == 0 ? mSettings.ch0 : mSettings.ch1;
@@ -222,8 +233,9 @@ void RtspServer::Impl::addFeed(ViewerFeeds& viewer, GstElement* bin, const char*
                                int64_t durationNs, const MediaFeed* leader) {
     GstElement* appsrc = gst_bin_get_by_name(GST_BIN(bin), name);
     if (!appsrc) return;
-    viewer.feeds.push_back(std::make_unique<MediaFeed>(
-        appsrc, mHub.subscribe(stream, kViewerQueueFrames), mSettings.baseNs, durationNs, leader));
+    viewer.feeds.push_back(
+        std::make_unique<MediaFeed>(appsrc, mHub.subscribe(stream, kViewerQueueFrames),
+                                    mSettings.baseNs, durationNs, leader, viewer.probe.get()));
     gst_object_unref(appsrc);
 }
 

@@ -31,7 +31,8 @@ struct RtspSettings {
     examples::VideoSize ch0, ch1;
     uint32_t audioRate = 48000;
     uint32_t audioChannels = 1;
-    int64_t baseNs = 0;  // CLOCK_MONOTONIC instant of running time zero
+    int64_t baseNs = 0;       // CLOCK_MONOTONIC instant of running time zero
+    bool delayStats = false;  // measure delays for DelayProbe::printAll()
 };
 
 class RtspServer {
