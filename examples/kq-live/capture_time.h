@@ -11,9 +11,10 @@
 // samples, 64 ms at 48 kHz) before the end of the sample that completed it. The stamp
 // is the first sample's time of the capture buffer holding that sample (20 ms of PCM on
 // the host), so the sound starts between 64 - 20 and 64 ms before the stamp (plus the
-// millisecond the stamp was cut to). AacTimeline turns the stamps into sample-exact
-// times: frames follow each other by 1024 samples, and each stamp bounds the window
-// its frame's start lies in.
+// millisecond the stamp was cut to). AacTimeline turns the stamps into times that follow
+// each other by exactly 1024 samples, moved up whenever a stamp shows them early: they
+// settle within 64 samples (by which 20 ms buffers and 1024-sample frames slide against
+// each other) and that millisecond of the true start, never after it.
 #pragma once
 
 #include <cstdint>
