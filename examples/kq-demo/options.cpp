@@ -1,32 +1,25 @@
 #include "options.h"
 
 #include <cstdio>
-#include <cstdlib>
+
+#include "option_values.h"
 
 namespace demo {
 namespace {
 
 bool parseStream(const char* text, StreamOptions* stream) {
-    unsigned int w = 0, h = 0, fps = 0;
-    char end = 0;
-    if (std::sscanf(text, "%ux%u@%u%c", &w, &h, &fps, &end) != 3 || !w || !h || !fps) return false;
-    *stream = {w, h, fps};
+    examples::VideoSize size{};
+    if (!examples::parseVideoSize(text, &size)) return false;
+    *stream = {size.width, size.height, size.fps};
     return true;
 }
 
 bool parseNumber(const char* text, uint32_t* value) {
-    char* end = nullptr;
-    unsigned long v = std::strtoul(text, &end, 10);
-    if (!*text || *end || v > UINT32_MAX) return false;
-    *value = static_cast<uint32_t>(v);
-    return true;
+    return examples::parseUnsigned(text, 0, UINT32_MAX, value);
 }
 
 bool parseNumber(const char* text, unsigned int min, unsigned int max, unsigned int* value) {
-    uint32_t v = 0;
-    if (!parseNumber(text, &v) || v < min || v > max) return false;
-    *value = v;
-    return true;
+    return examples::parseUnsigned(text, min, max, value);
 }
 
 bool parseValue(const std::string& flag, const char* value, Options* options) {

@@ -1,0 +1,17 @@
+// kq-live's calls of the host platform's control interface, gathered here so that the
+// rest of it uses the library's public headers only, as an application on a camera
+// would. On a camera this file goes.
+#pragma once
+
+namespace live {
+
+// Hundreds of platform calls a second: no journal of them; the log records are
+// echoed from warnings up.
+void quietHostPlatform();
+
+// Sync marks: a white picture and a beep at each whole second of the monotonic clock,
+// for measuring audio-video offset and delay. False, saying why, when the platform
+// cannot make them.
+bool setSyncMarks(bool on);
+
+}  // namespace live
