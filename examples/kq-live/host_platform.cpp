@@ -1,7 +1,6 @@
 #include "host_platform.h"
 
 #include "host_control.h"
-#include "live_log.h"
 
 namespace live {
 
@@ -11,9 +10,8 @@ void quietHostPlatform() {
 }
 
 bool setSyncMarks(bool on) {
-    if (!on) return true;
-    logLine(LogLevel::Warning, "sync marks are not available on this host platform yet");
-    return false;
+    hostctl::setSyncMarks(on);
+    return true;
 }
 
 }  // namespace live

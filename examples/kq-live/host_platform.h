@@ -11,7 +11,7 @@ void quietHostPlatform();
 
 // Sync marks: a white picture and a beep at each whole second of the monotonic clock,
 // for measuring audio-video offset and delay. False, saying why, when the platform
-// cannot make them.
+// cannot make them (the host platform always can).
 bool setSyncMarks(bool on);
 
 }  // namespace live
