@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -101,6 +102,9 @@ void setShownLevels(unsigned int levelMask);
 // Where they are echoed; null echoes nothing, so that IsShow() accepts no level
 // (tests that read the captured records instead).
 void setLogEcho(std::FILE* stream);
+// Also hands every stored record to `listener` as it is written, on the writing thread
+// (null: no longer). It must not log, and should return quickly: the writer waits.
+void setLogListener(std::function<void(const LogRecord&)> listener);
 
 // ---- Board: GPIO pins and I2C devices -------------------------------------------------------
 

@@ -1,5 +1,6 @@
 #include "log/log_store.h"
 
+#include <functional>
 #include <mutex>
 
 #include "log/bounded_history.h"
@@ -66,6 +67,9 @@ struct LogState {
     hostctl::BoundedHistory<hostctl::LogRecord> records{hostctl::kLogMaxRecords,
                                                         hostctl::kLogMaxBytes};
     LogEcho echo;
+    // Held while the listener runs, so that once replaced the old one is never called.
+    std::mutex listenerMutex;
+    std::function<void(const hostctl::LogRecord&)> listener;
 };
 
 LogState& state() {
@@ -92,12 +96,20 @@ void storeRecord(hostctl::LogRecord record) {
     // Shown records are the echoed ones: a record of a level not shown is dropped here,
     // even when its caller skipped IsShow(). Stored records are kept whatever is shown.
     if (record.path == hostctl::LogRecord::Path::Shown && !s.echo.write(record)) return;
+    if (record.path == hostctl::LogRecord::Path::Stored) {
+        std::lock_guard<std::mutex> lock(s.listenerMutex);
+        if (s.listener) s.listener(record);
+    }
     std::lock_guard<std::mutex> lock(s.mutex);
     s.records.push(std::move(record));
 }
 
 void resetStore() {
     LogState& s = state();
+    {
+        std::lock_guard<std::mutex> lock(s.listenerMutex);
+        s.listener = nullptr;
+    }
     std::lock_guard<std::mutex> lock(s.mutex);
     s.records.clear();
     s.echo.reset();
@@ -139,6 +151,11 @@ void clearLogRecords() {
 }
 
 void setShownLevels(unsigned int levelMask) { state().echo.setLevels(levelMask); }
+
+void setLogListener(std::function<void(const LogRecord&)> listener) {
+    std::lock_guard<std::mutex> lock(state().listenerMutex);
+    state().listener = std::move(listener);
+}
 
 void setLogEcho(std::FILE* stream) { state().echo.setStream(stream); }
 

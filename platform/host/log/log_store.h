@@ -12,7 +12,7 @@ bool levelShown(unsigned int level);
 // Keeps `record`. A shown record is echoed first and kept only when its level is shown.
 void storeRecord(hostctl::LogRecord record);
 
-// No records kept, echoed to stderr at the levels a fresh process shows.
+// No records kept and no listener, echoed to stderr at the levels a fresh process shows.
 void resetStore();
 
 }  // namespace host::log
