@@ -72,7 +72,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         at += used;
     }
     if (error == boost::beast::http::error::need_more) return 0;  // an unfinished request
-    if (error) return perform(live::refusedRequest(error, kLimits), ""), 0;
+    if (error) return perform(live::refusedRequest(error, parser, kLimits), ""), 0;
     if (!parser.is_done()) return 0;
     const live::Request request = live::toRequest(parser.get());
     perform(live::route(request), request.body);

@@ -63,7 +63,7 @@ private:
 };
 
 std::string get(const std::string& target, const std::string& extra = "") {
-    return "GET " + target + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n" + extra + "\r\n";
+    return "GET " + target + " HTTP/1.1\r\nConnection: close\r\n" + extra + "\r\n";
 }
 
 class HttpServerTest : public testing::Test {
@@ -108,7 +108,11 @@ TEST_F(HttpServerTest, AnswersSnapshotsControlsAndState) {
               0u);
     EXPECT_NE(ask(get("/api/state")).find(R"("privacy":{"enabled":true})"), std::string::npos);
     EXPECT_EQ((std::vector<std::string>{"snapshot 1 50", "enablePrivacy 1 1"}), camera_.calls());
-    EXPECT_NE(ask(get("/")).find(R"(<img id="live" src="/mjpeg/1")"), std::string::npos);
+    EXPECT_NE(ask(get("/", "Host: localhost:8080\r\n")).find(R"(<img id="live" src="/mjpeg/1")"),
+              std::string::npos);
+    // Without credentials, only loopback names are served.
+    EXPECT_EQ(ask(get("/", "Host: rebound.example:8080\r\n")).rfind("HTTP/1.1 403", 0), 0u);
+    EXPECT_EQ(ask(get("/", "Host: [::1]:8080\r\n")).rfind("HTTP/1.1 200", 0), 0u);
 }
 
 TEST_F(HttpServerTest, LogRecordsArriveAsServerSentEvents) {
@@ -195,7 +199,8 @@ TEST_F(HttpServerTest, RefusesOversizedAndMalformedRequests) {
     EXPECT_EQ(busy.rfind("HTTP/1.1 503", 0), 0u) << busy;
     EXPECT_EQ(idle1.read(), "");  // closed by the timeout
     EXPECT_EQ(ask(get("/api/state")).rfind("HTTP/1.1 200", 0), 0u);
-    EXPECT_NE(log().find("400 too large: body"), std::string::npos);
+    EXPECT_NE(log().find("400 too large: body = 5000 bytes (accepted: 4096 bytes)"),
+              std::string::npos);
     EXPECT_NE(log().find("sent no whole request within 1000 ms"), std::string::npos);
 }
 

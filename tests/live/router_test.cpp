@@ -141,6 +141,20 @@ TEST(Router, TheStateShowsWhatTheCameraTook) {
     EXPECT_FALSE(json.contains("flip"));  // refused, so not remembered
 }
 
+TEST(Router, PagesOfOtherSitesMayNotSteerTheCamera) {
+    const auto status = [](const char* method, const char* target, const char* origin) {
+        live::Request request{
+            method, target, {{"host", "127.0.0.1:8080"}, {"upgrade", "websocket"}}, "{}"};
+        if (origin) request.headers["origin"] = origin;
+        return live::route(request).reply.status;
+    };
+    EXPECT_EQ(status("POST", "/api/flip", "http://evil.example"), 403);
+    EXPECT_EQ(status("GET", "/talkback", "http://127.0.0.1:8081"), 403);
+    EXPECT_EQ(status("POST", "/api/flip", "http://127.0.0.1:8080"), 400);  // its own page
+    EXPECT_EQ(status("POST", "/api/flip", nullptr), 400);                  // not a browser
+    EXPECT_EQ(status("GET", "/api/state", "http://evil.example"), 200);    // reads stay its own
+}
+
 TEST(Router, TheTalkbackFormatMessageIsChecked) {
     EXPECT_EQ(live::parseTalkbackFormat(R"({"rate":48000,"channels":1})").talkback.rate, 48000);
     for (const char* bad :

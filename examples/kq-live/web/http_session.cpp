@@ -29,6 +29,18 @@ bool quietEnd(const beast::error_code& error) {
            error == http::error::partial_message;
 }
 
+// Without credentials the server answers to loopback names only: a site whose name an
+// attacker points at 127.0.0.1 would otherwise reach it from a browser on this machine.
+bool loopbackHost(const std::string& host) {
+    const bool bracketed = !host.empty() && host[0] == '[';  // [::1]:8080
+    const std::string name =
+        bracketed ? host.substr(1, host.find(']') - 1) : host.substr(0, host.find(':'));
+    if (name == "localhost") return true;
+    boost::system::error_code error;
+    const auto address = net::ip::make_address(name, error);
+    return !error && address.is_loopback();
+}
+
 }  // namespace
 
 HttpSession::HttpSession(net::ip::tcp::socket socket, ServerContext& context, ConnectionSlot slot)
@@ -63,7 +75,7 @@ void HttpSession::onRead(const beast::error_code& error) {
     if (quietEnd(error)) return closeConnection();
     keepAlive_ = !error && parser_->get().keep_alive();
     if (error) {
-        const Action refused = refusedRequest(error, limits_);
+        const Action refused = refusedRequest(error, *parser_, limits_);
         context_.log(3, "web: " + peer_ + " 400 " + refused.logLine);
         return send(refused.reply);
     }
@@ -71,6 +83,13 @@ void HttpSession::onRead(const beast::error_code& error) {
 }
 
 void HttpSession::handle(const Request& request) {
+    const auto host = request.headers.find("host");
+    if (context_.authorization.empty() && host != request.headers.end() &&
+        !loopbackHost(host->second)) {
+        context_.log(3, "web: " + peer_ + " asked for host " + host->second.substr(0, 80) +
+                            ": 403, only loopback names are served without credentials");
+        return send(jsonResponse(403, R"({"error":"unknown host"})"));
+    }
     if (!context_.authorization.empty()) {
         const auto given = request.headers.find("authorization");
         if (!sameSecret(given == request.headers.end() ? "" : given->second,
@@ -86,7 +105,8 @@ void HttpSession::handle(const Request& request) {
     const Action action = route(request);
     if (!action.logLine.empty())
         context_.log(3, "web: " + peer_ + " " + request.method + " " +
-                            request.target.substr(0, 80) + ": 400 " + action.logLine);
+                            request.target.substr(0, 80) + ": " +
+                            std::to_string(action.reply.status) + " " + action.logLine);
     perform(action, request);
 }
 

@@ -24,11 +24,16 @@ Request toRequest(const http::request<http::string_body>& message) {
     return request;
 }
 
-Action refusedRequest(const boost::beast::error_code& error, const RequestLimits& limits) {
+Action refusedRequest(const boost::beast::error_code& error, const RequestParser& parser,
+                      const RequestLimits& limits) {
     if (error == http::error::header_limit || error == http::error::buffer_overflow)
         return badRequest("too large", "header", "", std::to_string(limits.headerBytes) + " bytes");
-    if (error == http::error::body_limit)
-        return badRequest("too large", "body", "", std::to_string(limits.bodyBytes) + " bytes");
+    if (error == http::error::body_limit) {
+        const auto length = parser.content_length();
+        return badRequest("too large", "body",
+                          length ? std::to_string(*length) + " bytes" : "chunked",
+                          std::to_string(limits.bodyBytes) + " bytes");
+    }
     return badRequest("malformed", "request", error.message(), "HTTP/1.1");
 }
 

@@ -21,6 +21,7 @@ struct RequestLimits {
 void applyLimits(RequestParser& parser, const RequestLimits& limits);
 Request toRequest(const boost::beast::http::request<boost::beast::http::string_body>& message);
 // The 400 for a request the parser refused with `error`, naming the limit it broke.
-Action refusedRequest(const boost::beast::error_code& error, const RequestLimits& limits);
+Action refusedRequest(const boost::beast::error_code& error, const RequestParser& parser,
+                      const RequestLimits& limits);
 
 }  // namespace live

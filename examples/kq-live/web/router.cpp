@@ -138,6 +138,18 @@ Action get(const std::string& path, const std::string& query, const Request& req
     return action;
 }
 
+// A browser names the page that sends a request in Origin: a page of another site may
+// not change the camera's settings or talk through its speaker (such requests need no
+// consent of the user: a plain form or WebSocket sends them).
+bool crossOrigin(const Request& request) {
+    const auto origin = request.headers.find("origin");
+    if (origin == request.headers.end()) return false;
+    const auto host = request.headers.find("host");
+    const std::size_t scheme = origin->second.find("://");
+    const std::string site = scheme == std::string::npos ? "" : origin->second.substr(scheme + 3);
+    return host == request.headers.end() || site != host->second;
+}
+
 }  // namespace
 
 Response jsonResponse(int status, const std::string& body) {
@@ -164,6 +176,12 @@ Action route(const Request& request) {
     const std::string path = request.target.substr(0, mark);
     const std::string query = mark == std::string::npos ? "" : request.target.substr(mark + 1);
     const bool isControl = path.rfind("/api/", 0) == 0 && path != "/api/state";
+    if ((isControl || path == "/talkback") && crossOrigin(request)) {
+        Action refused = reply(jsonResponse(403, R"({"error":"cross-origin request refused"})"));
+        refused.logLine = "refused: a page of " + clipped(request.headers.at("origin")) +
+                          " may not steer the camera";
+        return refused;
+    }
     if (isControl) {
         if (request.method != "POST") return methodNotAllowed("POST");
         if (!query.empty()) return badRequest("unknown parameter", "query", clipped(query), "none");

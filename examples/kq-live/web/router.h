@@ -64,7 +64,7 @@ struct Action {
     int channel = 0;  // Snapshot
     int quality = 80;
     TalkbackFormat talkback;
-    std::string logLine;  // set for refused requests: what was wrong
+    std::string logLine;  // set for refused requests (400, 403): what was wrong
 };
 
 // Limits of what the router accepts.
