@@ -40,9 +40,10 @@ public:
     HttpServer(const HttpServer&) = delete;
     HttpServer& operator=(const HttpServer&) = delete;
 
-    // Binds and starts serving: empty, or what went wrong (also logged).
+    // Binds and starts serving, once: empty, or what went wrong (also logged).
     std::string start();
     // Closes every connection and joins the threads; the camera is not called after it.
+    // Not from the server's own threads (its log function included).
     void stop();
     // The bound port (after start()).
     uint16_t port() const;
