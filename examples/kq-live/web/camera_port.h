@@ -63,18 +63,19 @@ public:
 
     // One call of the public interface each; the library's code, or 0 for the calls
     // that return nothing. Any thread; the core serialises them as the library asks.
-    virtual int enableTimestamp(int channel, bool on) = 0;            // kq_enable_osd
-    virtual int setTimestampPosition(int channel, int position) = 0;  // kq_osd_set_position
-    virtual int setTimestampFormat(int channel,
-                                   const std::string& format) = 0;  // kq_osd_set_format
-    virtual int setTimestampColour(int channel,
-                                   const TimestampColour& colour) = 0;  // kq_osd_set_color
-    virtual int enableWatermark(int channel, bool on) = 0;              // kq_watermark_enable
-    virtual int setWatermarkPosition(int channel, int position) = 0;    // ..._setup_position
-    virtual int setWatermarkOpacity(int channel, int opacity) = 0;      // ..._setup_opaque
-    virtual int enablePrivacy(int channel, bool on) = 0;                // kq_enable_privacy_mode
-    virtual int setFlip(int flip) = 0;                                  // kq_set_image_flip
-    virtual int setImage(int type, int value) = 0;                      // kq_isp_set
+    // In order: kq_enable_osd, kq_osd_set_position, kq_osd_set_format, kq_osd_set_color,
+    // kq_watermark_enable, kq_watermark_setup_position, kq_watermark_setup_opaque,
+    // kq_enable_privacy_mode, kq_set_image_flip and kq_isp_set.
+    virtual int enableTimestamp(int channel, bool on) = 0;
+    virtual int setTimestampPosition(int channel, int position) = 0;
+    virtual int setTimestampFormat(int channel, const std::string& format) = 0;
+    virtual int setTimestampColour(int channel, const TimestampColour& colour) = 0;
+    virtual int enableWatermark(int channel, bool on) = 0;
+    virtual int setWatermarkPosition(int channel, int position) = 0;
+    virtual int setWatermarkOpacity(int channel, int opacity) = 0;  // 0-100
+    virtual int enablePrivacy(int channel, bool on) = 0;
+    virtual int setFlip(int flip) = 0;
+    virtual int setImage(int type, int value) = 0;  // a kq_isp_type and its value
 
     // One JPEG picture of `channel` at `quality` (1-100). Blocks until the picture comes
     // or the core gives up; the web layer calls it off its network threads.
