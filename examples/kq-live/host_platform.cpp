@@ -14,4 +14,13 @@ bool setSyncMarks(bool on) {
     return true;
 }
 
+void followLibraryLog(std::function<void(int level, const std::string& text)> listener) {
+    if (!listener) return hostctl::setLogListener(nullptr);
+    hostctl::setLogListener([listener = std::move(listener)](const hostctl::LogRecord& record) {
+        std::string text = record.text;
+        while (!text.empty() && text.back() == '\n') text.pop_back();
+        listener(static_cast<int>(record.level), text);
+    });
+}
+
 }  // namespace live

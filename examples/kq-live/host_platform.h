@@ -3,6 +3,9 @@
 // would. On a camera this file goes.
 #pragma once
 
+#include <functional>
+#include <string>
+
 namespace live {
 
 // Hundreds of platform calls a second: no journal of them; the log records are
@@ -13,5 +16,9 @@ void quietHostPlatform();
 // for measuring audio-video offset and delay. False, saying why, when the platform
 // cannot make them (the host platform always can).
 bool setSyncMarks(bool on);
+
+// Hands every record the library and the platform store to `listener` (level, text) as
+// it is written, on the writing thread; null stops it.
+void followLibraryLog(std::function<void(int level, const std::string& text)> listener);
 
 }  // namespace live

@@ -1,8 +1,9 @@
 // kq-live: the live view of a camera application on libkq_api, run on the host
 // platform. It streams channel 0 as H.264 with the captured AAC and channel 1 as MJPEG,
 // with the timestamp on both, the watermark on channel 0 and channel 1's privacy icon
-// ready, and serves them over RTSP until stopped (SIGINT, SIGTERM) or for --seconds.
-// A playback sink waits for talkback.
+// ready, and serves them over RTSP and a web page (channel 1 live, snapshots, the
+// controls, the log and talkback into a playback sink) until stopped (SIGINT, SIGTERM)
+// or for --seconds.
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -10,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <memory>
 #include <string>
 
 #include "camera.h"
@@ -17,9 +19,11 @@
 #include "delay_probe.h"
 #include "frame_hub.h"
 #include "host_platform.h"
+#include "http_server.h"
 #include "live_log.h"
 #include "options.h"
 #include "rtsp_server.h"
+#include "web_camera.h"
 
 namespace {
 
@@ -72,6 +76,18 @@ live::RtspSettings rtspSettings(const Options& options, int64_t baseNs) {
     return settings;
 }
 
+live::ServerOptions webOptions(const Options& options) {
+    live::ServerOptions web;
+    web.address = options.listen;
+    web.port = options.httpPort;
+    if (options.authenticated()) web.credentials = options.user + ":" + options.password;
+    web.maxConnections = 2 * options.maxViewers;
+    web.log = [](int level, const std::string& text) {
+        live::logLine(static_cast<live::LogLevel>(level), "%s", text.c_str());
+    };
+    return web;
+}
+
 live::CameraSettings cameraSettings(const Options& options) {
     return {options.ch0,
             options.ch1,
@@ -83,13 +99,15 @@ live::CameraSettings cameraSettings(const Options& options) {
             options.speaker.empty() ? options.outDir + "/talkback.wav" : options.speaker};
 }
 
-void printUrls(const Options& options, uint16_t rtspPort) {
+void printUrls(const Options& options, uint16_t rtspPort, uint16_t httpPort) {
     const bool v6 = options.listen.find(':') != std::string::npos;
     const std::string host = v6 ? "[" + options.listen + "]" : options.listen;
     std::printf("rtsp://%s:%u/ch0  H.264 %ux%u@%u with AAC\n", host.c_str(), rtspPort,
                 options.ch0.width, options.ch0.height, options.ch0.fps);
     std::printf("rtsp://%s:%u/ch1  MJPEG %ux%u@%u\n", host.c_str(), rtspPort, options.ch1.width,
                 options.ch1.height, options.ch1.fps);
+    std::printf("http://%s:%u/  the web page: channel 1 live, snapshots, controls, log, talkback\n",
+                host.c_str(), httpPort);
     std::printf("%s; try: ffplay -rtsp_transport tcp -fflags nobuffer rtsp://%s:%u/ch0\n",
                 options.authenticated() ? "digest authentication on" : "no authentication",
                 host.c_str(), rtspPort);
@@ -123,10 +141,20 @@ int main(int argc, char** argv) {
     // Running time zero of every pipeline: before the first frame is captured.
     const int64_t baseNs = live::monotonicNs();
     bool ok = rtsp.start(rtspSettings(options, baseNs)) && camera.start(cameraSettings(options));
+    std::unique_ptr<live::WebCamera> webCamera;
+    std::unique_ptr<live::HttpServer> web;
     if (ok) {
-        printUrls(options, rtsp.port());
+        webCamera = std::make_unique<live::WebCamera>(hub, camera.speaker());
+        web = std::make_unique<live::HttpServer>(*webCamera, webOptions(options));
+        ok = web->start().empty();
+    }
+    if (ok) {
+        printUrls(options, rtsp.port(), web->port());
         waitForStop(stopSignals, options.seconds);
     }
+    // The web server calls the camera until it has stopped.
+    if (web) web->stop();
+    webCamera.reset();
     hub.close();
     rtsp.stop();
     camera.stop();
