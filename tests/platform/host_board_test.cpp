@@ -1,6 +1,6 @@
-// The host's in-memory I2C devices beyond what the library reaches: two-byte register
-// addresses, other buses, and the transfers refused. GPIO pins and volumes are the
-// library's board tests'.
+// The host's in-memory board beyond what the library reaches: a pin's deinit, the volume
+// kept while muted, and for I2C two-byte register addresses, other buses and the
+// transfers refused.
 #include <cerrno>
 #include <cstdint>
 #include <string>
@@ -19,6 +19,30 @@ protected:
     void SetUp() override { hostctl::reset(); }
     void TearDown() override { hostctl::reset(); }
 };
+
+// The driven level is the outside world's and outlives the pin's setup; a muted codec
+// keeps its volume for the unmute.
+TEST_F(HostBoard, DeinitForgetsThePinAndMutingKeepsTheVolume) {
+    ASSERT_EQ(hostctl::driveGpioInput(2, 0, 1), 0);
+    EXPECT_EQ(init_gpio(2, 0, 0, 0), 0);
+    EXPECT_EQ(get_gpio_value(2, 0), 1);
+    EXPECT_EQ(deinit_gpio(2, 0), 0);
+    EXPECT_EQ(get_gpio_value(2, 0), -EINVAL);
+    EXPECT_EQ(deinit_gpio(2, 0), -EINVAL);
+    const struct {
+        int (*set)(int);
+        int (*mute)(int);
+        int (*get)(int*);
+    } directions[] = {{set_playback_volume, enable_playback_mute, get_playback_volume},
+                      {set_capture_volume, enable_capture_mute, get_capture_volume}};
+    for (const auto& d : directions) {
+        int volume = -1;
+        EXPECT_EQ(d.set(30), 0);
+        EXPECT_EQ(d.mute(1), 0);
+        EXPECT_EQ(d.get(&volume), 0);
+        EXPECT_EQ(volume, 30);
+    }
+}
 
 TEST_F(HostBoard, TwoByteAddressesReachTheWholeMapOfAnyBus) {
     ASSERT_EQ(hostctl::addI2cDevice(1, 0x1a, 0x200), 0);
