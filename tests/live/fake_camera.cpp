@@ -13,19 +13,19 @@ std::string args(std::initializer_list<int> values) {
 }  // namespace
 
 int FakeCamera::record(const std::string& call) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    calls_.push_back(call);
+    std::lock_guard<std::mutex> lock(mMutex);
+    mCalls.push_back(call);
     return code;
 }
 
 std::vector<std::string> FakeCamera::calls() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return calls_;
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mCalls;
 }
 
 std::string FakeCamera::talk() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return talkFormat_ + " " + std::to_string(talkBytes_);
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mTalkFormat + " " + std::to_string(mTalkBytes);
 }
 
 live::Bytes FakeCamera::picture(int channel) {
@@ -74,26 +74,26 @@ namespace {
 
 class Writer : public live::TalkbackWriter {
 public:
-    explicit Writer(std::function<void(std::size_t)> count) : count_(std::move(count)) {}
+    explicit Writer(std::function<void(std::size_t)> count) : mCount(std::move(count)) {}
     int write(const uint8_t*, std::size_t bytes) override {
-        count_(bytes);
+        mCount(bytes);
         return 0;
     }
     void close() override {}
 
 private:
-    std::function<void(std::size_t)> count_;
+    std::function<void(std::size_t)> mCount;
 };
 
 }  // namespace
 
 std::unique_ptr<live::TalkbackWriter> FakeCamera::openTalkback(int rate, int channels) {
     if (record("openTalkback" + args({rate, channels})) != 0) return nullptr;
-    std::lock_guard<std::mutex> lock(mutex_);
-    talkFormat_ = std::to_string(rate) + "/" + std::to_string(channels);
-    talkBytes_ = 0;
+    std::lock_guard<std::mutex> lock(mMutex);
+    mTalkFormat = std::to_string(rate) + "/" + std::to_string(channels);
+    mTalkBytes = 0;
     return std::make_unique<Writer>([this](std::size_t bytes) {
-        std::lock_guard<std::mutex> lock(mutex_);
-        talkBytes_ += bytes;
+        std::lock_guard<std::mutex> lock(mMutex);
+        mTalkBytes += bytes;
     });
 }

@@ -40,8 +40,8 @@ public:
 private:
     int record(const std::string& call);
 
-    mutable std::mutex mutex_;
-    std::vector<std::string> calls_;
-    std::string talkFormat_;
-    std::size_t talkBytes_ = 0;
+    mutable std::mutex mMutex;
+    std::vector<std::string> mCalls;
+    std::string mTalkFormat;
+    std::size_t mTalkBytes = 0;
 };

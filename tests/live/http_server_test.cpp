@@ -22,44 +22,44 @@ using namespace std::chrono_literals;
 // A connected socket that reads with a timeout.
 class Client {
 public:
-    explicit Client(uint16_t port, int receiveBuffer = 0) : fd_(socket(AF_INET, SOCK_STREAM, 0)) {
+    explicit Client(uint16_t port, int receiveBuffer = 0) : mFd(socket(AF_INET, SOCK_STREAM, 0)) {
         if (receiveBuffer)
-            setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
+            setsockopt(mFd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
         const timeval wait{0, 200000};
-        setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+        setsockopt(mFd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
         sockaddr_in address{};
         address.sin_family = AF_INET;
         address.sin_port = htons(port);
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        connect(mFd, reinterpret_cast<sockaddr*>(&address), sizeof address);
     }
-    ~Client() { close(fd_); }
-    void send(const std::string& bytes) { ::send(fd_, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
+    ~Client() { close(mFd); }
+    void send(const std::string& bytes) { ::send(mFd, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
     // What arrives until `until` is in it, the peer closes or `limit` passes.
     std::string read(const std::string& until = "", std::chrono::milliseconds limit = 5s) {
         const auto end = std::chrono::steady_clock::now() + limit;
         char chunk[65536];
         while (std::chrono::steady_clock::now() < end &&
-               (until.empty() || received_.find(until) == std::string::npos)) {
-            const ssize_t n = recv(fd_, chunk, sizeof chunk, 0);
+               (until.empty() || mReceived.find(until) == std::string::npos)) {
+            const ssize_t n = recv(mFd, chunk, sizeof chunk, 0);
             if (n == 0) break;
-            if (n > 0) received_.append(chunk, std::size_t(n));
+            if (n > 0) mReceived.append(chunk, std::size_t(n));
         }
-        return received_;
+        return mReceived;
     }
     // How often `marker` came, forgetting what was counted.
     std::size_t count(const std::string& marker) {
         std::size_t n = 0;
-        for (auto at = received_.find(marker); at != std::string::npos;
-             at = received_.find(marker, at + 1))
+        for (auto at = mReceived.find(marker); at != std::string::npos;
+             at = mReceived.find(marker, at + 1))
             ++n;
-        received_.erase(0, received_.size() - std::min(received_.size(), marker.size() - 1));
+        mReceived.erase(0, mReceived.size() - std::min(mReceived.size(), marker.size() - 1));
         return n;
     }
 
 private:
-    int fd_;
-    std::string received_;
+    int mFd;
+    std::string mReceived;
 };
 
 std::string get(const std::string& target, const std::string& extra = "") {
@@ -71,27 +71,27 @@ protected:
     void start(live::ServerOptions options = {}) {
         options.port = 0;
         options.log = [this](int, const std::string& text) {
-            std::lock_guard<std::mutex> lock(mutex_);
-            log_ += text + "\n";
+            std::lock_guard<std::mutex> lock(mMutex);
+            mLog += text + "\n";
         };
-        server_ = std::make_unique<live::HttpServer>(camera_, options);
-        ASSERT_EQ(server_->start(), "");
+        mServer = std::make_unique<live::HttpServer>(mCamera, options);
+        ASSERT_EQ(mServer->start(), "");
     }
     std::string ask(const std::string& request) {
-        Client client(server_->port());
+        Client client(mServer->port());
         client.send(request);
         return client.read();
     }
     std::string log() {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return log_;
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mLog;
     }
 
     // The server logs until it is destroyed, first of these.
-    FakeCamera camera_;
-    std::mutex mutex_;
-    std::string log_;
-    std::unique_ptr<live::HttpServer> server_;
+    FakeCamera mCamera;
+    std::mutex mMutex;
+    std::string mLog;
+    std::unique_ptr<live::HttpServer> mServer;
 };
 
 TEST_F(HttpServerTest, AnswersSnapshotsControlsAndState) {
@@ -107,7 +107,7 @@ TEST_F(HttpServerTest, AnswersSnapshotsControlsAndState) {
                   .rfind("HTTP/1.1 200", 0),
               0u);
     EXPECT_NE(ask(get("/api/state")).find(R"("privacy":{"enabled":true})"), std::string::npos);
-    EXPECT_EQ((std::vector<std::string>{"snapshot 1 50", "enablePrivacy 1 1"}), camera_.calls());
+    EXPECT_EQ((std::vector<std::string>{"snapshot 1 50", "enablePrivacy 1 1"}), mCamera.calls());
     EXPECT_NE(ask(get("/", "Host: localhost:8080\r\n")).find(R"(<img id="live" src="/mjpeg/1")"),
               std::string::npos);
     // Without credentials, only loopback names are served.
@@ -117,11 +117,11 @@ TEST_F(HttpServerTest, AnswersSnapshotsControlsAndState) {
 
 TEST_F(HttpServerTest, LogRecordsArriveAsServerSentEvents) {
     start();
-    Client viewer(server_->port());
+    Client viewer(mServer->port());
     viewer.send(get("/events"));
     EXPECT_NE(viewer.read("text/event-stream").find("text/event-stream"), std::string::npos);
-    while (camera_.records.subscribers() == 0) std::this_thread::sleep_for(1ms);
-    camera_.records.publish({3, "disk \"full\"", 1700000000000});
+    while (mCamera.records.subscribers() == 0) std::this_thread::sleep_for(1ms);
+    mCamera.records.publish({3, "disk \"full\"", 1700000000000});
     EXPECT_NE(viewer.read("\n\n", 5s)
                   .find(R"(data: {"level":3,"text":"disk \"full\"","time":1700000000000})"),
               std::string::npos);
@@ -131,17 +131,17 @@ TEST_F(HttpServerTest, AStalledMjpegViewerDoesNotHoldUpAnother) {
     live::ServerOptions options;
     options.writeTimeout = 1s;
     start(options);
-    Client stalled(server_->port(), 4096);  // reads nothing after its request
+    Client stalled(mServer->port(), 4096);  // reads nothing after its request
     stalled.send(get("/mjpeg/1"));
-    Client viewer(server_->port());
+    Client viewer(mServer->port());
     viewer.send(get("/mjpeg/1"));
-    while (camera_.frames.subscribers() < 2) std::this_thread::sleep_for(1ms);
+    while (mCamera.frames.subscribers() < 2) std::this_thread::sleep_for(1ms);
     // Frames far larger than the stalled viewer's socket takes, published without pause
     // for the camera: publishing never waits for a viewer.
     const auto frame = std::make_shared<const live::Bytes>(64 * 1024, 0x5a);
     std::atomic<bool> done{false};
     std::thread camera([&] {
-        while (!done) camera_.frames.publish(frame), std::this_thread::sleep_for(5ms);
+        while (!done) mCamera.frames.publish(frame), std::this_thread::sleep_for(5ms);
     });
     std::size_t parts = 0;
     const auto end = std::chrono::steady_clock::now() + 20s;
@@ -174,7 +174,7 @@ TEST_F(HttpServerTest, BasicAuthenticationGuardsEveryRoute) {
     // Off loopback, credentials are a must.
     live::ServerOptions open;
     open.address = "0.0.0.0";
-    EXPECT_NE(live::HttpServer(camera_, open).start().find("without credentials"),
+    EXPECT_NE(live::HttpServer(mCamera, open).start().find("without credentials"),
               std::string::npos);
 }
 
@@ -193,7 +193,7 @@ TEST_F(HttpServerTest, RefusesOversizedAndMalformedRequests) {
     EXPECT_NE(ask("GARBAGE\r\n\r\n").find("HTTP/1.1 400"), std::string::npos);
     // Two connections that send nothing take both places: a third gets 503 until the
     // request timeout closes them.
-    Client idle1(server_->port()), idle2(server_->port());
+    Client idle1(mServer->port()), idle2(mServer->port());
     std::string busy;
     for (int i = 0; i < 50 && busy.rfind("HTTP/1.1 503", 0) != 0; ++i) busy = ask(get("/"));
     EXPECT_EQ(busy.rfind("HTTP/1.1 503", 0), 0u) << busy;
@@ -211,7 +211,7 @@ TEST_F(HttpServerTest, TalkbackPcmReachesTheSpeaker) {
     // Talks and says why the server closed, or "" when the client ended the talk.
     const auto talk = [&](const std::string& format, const std::string& pcm, bool refused) {
         websocket::stream<boost::asio::ip::tcp::socket> socket(io);
-        socket.next_layer().connect({boost::asio::ip::make_address("127.0.0.1"), server_->port()});
+        socket.next_layer().connect({boost::asio::ip::make_address("127.0.0.1"), mServer->port()});
         socket.handshake("127.0.0.1", "/talkback");
         socket.text(true);
         socket.write(boost::asio::buffer(format));
@@ -225,9 +225,9 @@ TEST_F(HttpServerTest, TalkbackPcmReachesTheSpeaker) {
     };
     EXPECT_EQ(talk(R"({"rate":16000,"channels":2})", std::string(960, '\0'), false), "");
     // The last talker's format and what it sent, once its session ended.
-    for (int i = 0; i < 100 && camera_.talk() != "16000/2 960"; ++i)
+    for (int i = 0; i < 100 && mCamera.talk() != "16000/2 960"; ++i)
         std::this_thread::sleep_for(10ms);
-    EXPECT_EQ(camera_.talk(), "16000/2 960");
+    EXPECT_EQ(mCamera.talk(), "16000/2 960");
     EXPECT_NE(talk(R"({"rate":16000,"channels":2})", std::string(6, '\0'), true)
                   .find("not a whole number"),
               std::string::npos);

@@ -17,58 +17,58 @@ namespace live {
 template <class T>
 class BoundedQueue : public Subscription<T> {
 public:
-    explicit BoundedQueue(std::size_t capacity) : capacity_(capacity > 0 ? capacity : 1) {}
+    explicit BoundedQueue(std::size_t capacity) : mCapacity(capacity > 0 ? capacity : 1) {}
 
     // Queues `value`; false once closed (the value is dropped).
     bool push(T value) {
         {
-            std::lock_guard<std::mutex> lock(mutex_);
-            if (closed_) return false;
-            if (values_.size() == capacity_) {
-                values_.pop_front();
-                ++dropped_;
+            std::lock_guard<std::mutex> lock(mMutex);
+            if (mClosed) return false;
+            if (mValues.size() == mCapacity) {
+                mValues.pop_front();
+                ++mDropped;
             }
-            values_.push_back(std::move(value));
+            mValues.push_back(std::move(value));
         }
-        ready_.notify_one();
+        mReady.notify_one();
         return true;
     }
 
     std::optional<T> pop(std::chrono::milliseconds timeout) override {
-        std::unique_lock<std::mutex> lock(mutex_);
-        ready_.wait_for(lock, timeout, [this] { return closed_ || !values_.empty(); });
-        if (closed_ || values_.empty()) return std::nullopt;
-        T value = std::move(values_.front());
-        values_.pop_front();
+        std::unique_lock<std::mutex> lock(mMutex);
+        mReady.wait_for(lock, timeout, [this] { return mClosed || !mValues.empty(); });
+        if (mClosed || mValues.empty()) return std::nullopt;
+        T value = std::move(mValues.front());
+        mValues.pop_front();
         return value;
     }
 
     void close() override {
         {
-            std::lock_guard<std::mutex> lock(mutex_);
-            closed_ = true;
-            values_.clear();
+            std::lock_guard<std::mutex> lock(mMutex);
+            mClosed = true;
+            mValues.clear();
         }
-        ready_.notify_all();
+        mReady.notify_all();
     }
 
     bool closed() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return closed_;
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mClosed;
     }
     // Values dropped unread because the queue was full.
     uint64_t dropped() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return dropped_;
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mDropped;
     }
 
 private:
-    const std::size_t capacity_;
-    mutable std::mutex mutex_;
-    std::condition_variable ready_;
-    std::deque<T> values_;
-    uint64_t dropped_ = 0;
-    bool closed_ = false;
+    const std::size_t mCapacity;
+    mutable std::mutex mMutex;
+    std::condition_variable mReady;
+    std::deque<T> mValues;
+    uint64_t mDropped = 0;
+    bool mClosed = false;
 };
 
 // Hands every published value to each subscriber's own BoundedQueue: one slow reader
@@ -76,45 +76,45 @@ private:
 template <class T>
 class Fanout {
 public:
-    explicit Fanout(std::size_t capacity) : capacity_(capacity) {}
+    explicit Fanout(std::size_t capacity) : mCapacity(capacity) {}
 
     std::unique_ptr<Subscription<T>> subscribe() {
-        auto queue = std::make_shared<BoundedQueue<T>>(capacity_);
-        std::lock_guard<std::mutex> lock(mutex_);
-        queues_.push_back(queue);
+        auto queue = std::make_shared<BoundedQueue<T>>(mCapacity);
+        std::lock_guard<std::mutex> lock(mMutex);
+        mQueues.push_back(queue);
         return std::make_unique<Handle>(queue);
     }
     // Never waits for a reader; forgets the subscriptions closed since the last call.
     void publish(const T& value) {
-        std::lock_guard<std::mutex> lock(mutex_);
+        std::lock_guard<std::mutex> lock(mMutex);
         std::vector<std::shared_ptr<BoundedQueue<T>>> open;
-        for (auto& queue : queues_)
+        for (auto& queue : mQueues)
             if (queue->push(value)) open.push_back(std::move(queue));
-        queues_.swap(open);
+        mQueues.swap(open);
     }
     std::size_t subscribers() const {
-        std::lock_guard<std::mutex> lock(mutex_);
-        return queues_.size();
+        std::lock_guard<std::mutex> lock(mMutex);
+        return mQueues.size();
     }
 
 private:
     // The reader's end: closes its queue when dropped.
     class Handle : public Subscription<T> {
     public:
-        explicit Handle(std::shared_ptr<BoundedQueue<T>> queue) : queue_(std::move(queue)) {}
-        ~Handle() override { queue_->close(); }
+        explicit Handle(std::shared_ptr<BoundedQueue<T>> queue) : mQueue(std::move(queue)) {}
+        ~Handle() override { mQueue->close(); }
         std::optional<T> pop(std::chrono::milliseconds timeout) override {
-            return queue_->pop(timeout);
+            return mQueue->pop(timeout);
         }
-        void close() override { queue_->close(); }
+        void close() override { mQueue->close(); }
 
     private:
-        std::shared_ptr<BoundedQueue<T>> queue_;
+        std::shared_ptr<BoundedQueue<T>> mQueue;
     };
 
-    const std::size_t capacity_;
-    mutable std::mutex mutex_;
-    std::vector<std::shared_ptr<BoundedQueue<T>>> queues_;
+    const std::size_t mCapacity;
+    mutable std::mutex mMutex;
+    std::vector<std::shared_ptr<BoundedQueue<T>>> mQueues;
 };
 
 }  // namespace live

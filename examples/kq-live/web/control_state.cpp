@@ -25,8 +25,8 @@ int ControlState::call(const ControlCall& c, CameraPort& camera) {
 }
 
 void ControlState::remember(const ControlCall& c) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    nlohmann::json& channel = state_["channels"][c.channel];
+    std::lock_guard<std::mutex> lock(mMutex);
+    nlohmann::json& channel = mState["channels"][c.channel];
     switch (c.control) {
         case Control::TimestampEnabled: channel["timestamp"]["enabled"] = c.value != 0; break;
         case Control::TimestampPosition: channel["timestamp"]["position"] = c.value; break;
@@ -39,14 +39,14 @@ void ControlState::remember(const ControlCall& c) {
         case Control::WatermarkPosition: channel["watermark"]["position"] = c.value; break;
         case Control::WatermarkOpacity: channel["watermark"]["opacity"] = c.value; break;
         case Control::Privacy: channel["privacy"]["enabled"] = c.value != 0; break;
-        case Control::Flip: state_["flip"] = c.value; break;
-        case Control::Image: state_["image"][c.name] = c.value; break;
+        case Control::Flip: mState["flip"] = c.value; break;
+        case Control::Image: mState["image"][c.name] = c.value; break;
     }
 }
 
 std::string ControlState::json() const {
-    std::lock_guard<std::mutex> lock(mutex_);
-    return state_.dump();
+    std::lock_guard<std::mutex> lock(mMutex);
+    return mState.dump();
 }
 
 }  // namespace live

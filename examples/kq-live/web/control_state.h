@@ -23,8 +23,8 @@ private:
     static int call(const ControlCall& call, CameraPort& camera);
     void remember(const ControlCall& call);
 
-    mutable std::mutex mutex_;
-    nlohmann::json state_ = {{"channels", {nlohmann::json::object(), nlohmann::json::object()}},
+    mutable std::mutex mMutex;
+    nlohmann::json mState = {{"channels", {nlohmann::json::object(), nlohmann::json::object()}},
                              {"image", nlohmann::json::object()}};
 };
 

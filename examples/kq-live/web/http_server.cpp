@@ -30,20 +30,20 @@ void logToStandardError(int level, const std::string& text) {
 class Listener : public std::enable_shared_from_this<Listener> {
 public:
     Listener(net::io_context& io, ServerContext& context)
-        : io_(io), acceptor_(io), context_(context) {}
+        : mIo(io), mAcceptor(io), mContext(context) {}
 
     std::string open(const tcp::endpoint& endpoint) {
         boost::system::error_code error;
-        acceptor_.open(endpoint.protocol(), error);
-        if (!error) acceptor_.set_option(net::socket_base::reuse_address(true), error);
-        if (!error) acceptor_.bind(endpoint, error);
-        if (!error) acceptor_.listen(net::socket_base::max_listen_connections, error);
+        mAcceptor.open(endpoint.protocol(), error);
+        if (!error) mAcceptor.set_option(net::socket_base::reuse_address(true), error);
+        if (!error) mAcceptor.bind(endpoint, error);
+        if (!error) mAcceptor.listen(net::socket_base::max_listen_connections, error);
         return error ? error.message() : "";
     }
-    uint16_t port() const { return acceptor_.local_endpoint().port(); }
+    uint16_t port() const { return mAcceptor.local_endpoint().port(); }
     void accept() {
-        acceptor_.async_accept(
-            net::make_strand(io_),
+        mAcceptor.async_accept(
+            net::make_strand(mIo),
             [self = shared_from_this()](boost::system::error_code error, tcp::socket socket) {
                 if (error == net::error::operation_aborted) return;
                 if (!error) self->admit(std::move(socket));
@@ -51,20 +51,20 @@ public:
             });
     }
     void close() {
-        net::post(acceptor_.get_executor(), [self = shared_from_this()] {
+        net::post(mAcceptor.get_executor(), [self = shared_from_this()] {
             boost::system::error_code ignored;
-            self->acceptor_.close(ignored);
+            self->mAcceptor.close(ignored);
         });
     }
 
 private:
     void admit(tcp::socket socket) {
-        if (context_.connections.load() < context_.options.maxConnections) {
-            ConnectionSlot slot(&context_.connections);
-            return std::make_shared<HttpSession>(std::move(socket), context_, std::move(slot))
+        if (mContext.connections.load() < mContext.options.maxConnections) {
+            ConnectionSlot slot(&mContext.connections);
+            return std::make_shared<HttpSession>(std::move(socket), mContext, std::move(slot))
                 ->start();
         }
-        context_.log(3, "web: " + std::to_string(context_.options.maxConnections) +
+        mContext.log(3, "web: " + std::to_string(mContext.options.maxConnections) +
                             " connections open: 503 to another");
         static const std::string kBusy =
             "HTTP/1.1 503 Service Unavailable\r\nContent-Type: application/json\r\n"
@@ -77,18 +77,18 @@ private:
         });
     }
 
-    net::io_context& io_;
-    tcp::acceptor acceptor_;
-    ServerContext& context_;
+    net::io_context& mIo;
+    tcp::acceptor mAcceptor;
+    ServerContext& mContext;
 };
 
 bool isLoopback(const net::ip::address& address) { return address.is_loopback(); }
 
 }  // namespace
 
-ServerContext::ServerContext(CameraPort& camera_, ServerOptions options_)
-    : camera(camera_),
-      options(std::move(options_)),
+ServerContext::ServerContext(CameraPort& mCamera, ServerOptions mOptions)
+    : camera(mCamera),
+      options(std::move(mOptions)),
       authorization(options.credentials.empty() ? "" : basicAuthorization(options.credentials)) {}
 
 void ServerContext::log(int level, const std::string& text) const {
@@ -99,18 +99,18 @@ void ServerContext::log(int level, const std::string& text) const {
 }
 
 void ServerContext::track(const std::shared_ptr<Stoppable>& session) {
-    std::lock_guard<std::mutex> lock(mutex_);
-    tracked_.erase(
-        std::remove_if(tracked_.begin(), tracked_.end(), [](const auto& w) { return w.expired(); }),
-        tracked_.end());
-    tracked_.push_back(session);
+    std::lock_guard<std::mutex> lock(mMutex);
+    mTracked.erase(
+        std::remove_if(mTracked.begin(), mTracked.end(), [](const auto& w) { return w.expired(); }),
+        mTracked.end());
+    mTracked.push_back(session);
 }
 
 void ServerContext::stopTracked() {
     std::vector<std::weak_ptr<Stoppable>> sessions;
     {
-        std::lock_guard<std::mutex> lock(mutex_);
-        sessions.swap(tracked_);
+        std::lock_guard<std::mutex> lock(mMutex);
+        sessions.swap(mTracked);
     }
     for (const auto& weak : sessions)
         if (auto session = weak.lock()) session->stop();
@@ -118,44 +118,44 @@ void ServerContext::stopTracked() {
 
 class HttpServer::Impl {
 public:
-    Impl(CameraPort& camera, ServerOptions options) : context_(camera, std::move(options)) {}
+    Impl(CameraPort& camera, ServerOptions options) : mContext(camera, std::move(options)) {}
     ~Impl() { stop(); }
 
     std::string start() {
         const std::string error = bind();
         if (!error.empty()) {
-            context_.log(4, "web: cannot serve on " + context_.options.address + ":" +
-                                std::to_string(context_.options.port) + ": " + error);
+            mContext.log(4, "web: cannot serve on " + mContext.options.address + ":" +
+                                std::to_string(mContext.options.port) + ": " + error);
             return error;
         }
-        listener_->accept();
-        for (int i = 0; i < std::max(1, context_.options.threads); ++i)
-            threads_.emplace_back([this] { io_->run(); });
+        mListener->accept();
+        for (int i = 0; i < std::max(1, mContext.options.threads); ++i)
+            mThreads.emplace_back([this] { mIo->run(); });
         return "";
     }
 
     void stop() {
-        if (threads_.empty()) return;
-        listener_->close();
-        io_->stop();
-        for (std::thread& thread : threads_) thread.join();
-        threads_.clear();
+        if (mThreads.empty()) return;
+        mListener->close();
+        mIo->stop();
+        for (std::thread& thread : mThreads) thread.join();
+        mThreads.clear();
         // The network threads are gone: end the streams' threads and wait for the
         // snapshots under way, whose answers nobody sends any more.
-        context_.stopTracked();
-        context_.blocking.stop();
-        context_.blocking.join();
+        mContext.stopTracked();
+        mContext.blocking.stop();
+        mContext.blocking.join();
         // Destroying the context destroys the sessions its handlers held: the last
         // calls of the camera (a talkback's close) happen here, before stop() returns.
-        listener_.reset();
-        io_.reset();
+        mListener.reset();
+        mIo.reset();
     }
 
-    uint16_t port() const { return port_; }
+    uint16_t port() const { return mPort; }
 
 private:
     std::string bind() {
-        const ServerOptions& o = context_.options;
+        const ServerOptions& o = mContext.options;
         boost::system::error_code error;
         const net::ip::address address = net::ip::make_address(o.address, error);
         if (error) return "not an IP address: " + o.address;
@@ -163,25 +163,25 @@ private:
             return "refusing " + o.address + " without credentials: only loopback may go without";
         if (!o.credentials.empty() && o.credentials.find(':') == std::string::npos)
             return "credentials must be NAME:PASSWORD";
-        listener_ = std::make_shared<Listener>(*io_, context_);
-        const std::string failed = listener_->open(tcp::endpoint(address, o.port));
+        mListener = std::make_shared<Listener>(*mIo, mContext);
+        const std::string failed = mListener->open(tcp::endpoint(address, o.port));
         if (!failed.empty()) return failed;
-        port_ = listener_->port();
+        mPort = mListener->port();
         return "";
     }
 
-    ServerContext context_;
-    std::unique_ptr<net::io_context> io_ = std::make_unique<net::io_context>();
-    std::shared_ptr<Listener> listener_;
-    std::vector<std::thread> threads_;
-    uint16_t port_ = 0;
+    ServerContext mContext;
+    std::unique_ptr<net::io_context> mIo = std::make_unique<net::io_context>();
+    std::shared_ptr<Listener> mListener;
+    std::vector<std::thread> mThreads;
+    uint16_t mPort = 0;
 };
 
 HttpServer::HttpServer(CameraPort& camera, ServerOptions options)
-    : impl_(std::make_unique<Impl>(camera, std::move(options))) {}
+    : mImpl(std::make_unique<Impl>(camera, std::move(options))) {}
 HttpServer::~HttpServer() = default;
-std::string HttpServer::start() { return impl_->start(); }
-void HttpServer::stop() { impl_->stop(); }
-uint16_t HttpServer::port() const { return impl_->port(); }
+std::string HttpServer::start() { return mImpl->start(); }
+void HttpServer::stop() { mImpl->stop(); }
+uint16_t HttpServer::port() const { return mImpl->port(); }
 
 }  // namespace live

@@ -50,7 +50,7 @@ public:
 
 private:
     class Impl;
-    std::unique_ptr<Impl> impl_;
+    std::unique_ptr<Impl> mImpl;
 };
 
 }  // namespace live

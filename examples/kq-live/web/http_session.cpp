@@ -44,57 +44,57 @@ bool loopbackHost(const std::string& host) {
 }  // namespace
 
 HttpSession::HttpSession(net::ip::tcp::socket socket, ServerContext& context, ConnectionSlot slot)
-    : stream_(std::move(socket)),
+    : mStream(std::move(socket)),
       // Room for a whole request: the parser's limits refuse a larger one first.
-      buffer_(context.options.maxHeaderBytes + context.options.maxBodyBytes + 1024),
-      context_(context),
-      slot_(std::move(slot)),
-      limits_{context.options.maxHeaderBytes, context.options.maxBodyBytes},
-      peer_(peerOf(stream_.socket())) {}
+      mBuffer(context.options.maxHeaderBytes + context.options.maxBodyBytes + 1024),
+      mContext(context),
+      mSlot(std::move(slot)),
+      mLimits{context.options.maxHeaderBytes, context.options.maxBodyBytes},
+      mPeer(peerOf(mStream.socket())) {}
 
 void HttpSession::start() {
-    net::dispatch(stream_.get_executor(), [self = shared_from_this()] { self->readRequest(); });
+    net::dispatch(mStream.get_executor(), [self = shared_from_this()] { self->readRequest(); });
 }
 
 void HttpSession::readRequest() {
-    parser_.emplace();
-    applyLimits(*parser_, limits_);
-    stream_.expires_after(context_.options.requestTimeout);
+    mParser.emplace();
+    applyLimits(*mParser, mLimits);
+    mStream.expires_after(mContext.options.requestTimeout);
     http::async_read(
-        stream_, buffer_, *parser_,
+        mStream, mBuffer, *mParser,
         [self = shared_from_this()](beast::error_code error, std::size_t) { self->onRead(error); });
 }
 
 void HttpSession::onRead(const beast::error_code& error) {
     if (error == beast::error::timeout) {
-        context_.log(3, "web: " + peer_ + " sent no whole request within " +
-                            std::to_string(context_.options.requestTimeout.count()) +
+        mContext.log(3, "web: " + mPeer + " sent no whole request within " +
+                            std::to_string(mContext.options.requestTimeout.count()) +
                             " ms: closed");
         return closeConnection();
     }
     if (quietEnd(error)) return closeConnection();
-    keepAlive_ = !error && parser_->get().keep_alive();
+    mKeepAlive = !error && mParser->get().keep_alive();
     if (error) {
-        const Action refused = refusedRequest(error, *parser_, limits_);
-        context_.log(3, "web: " + peer_ + " 400 " + refused.logLine);
+        const Action refused = refusedRequest(error, *mParser, mLimits);
+        mContext.log(3, "web: " + mPeer + " 400 " + refused.logLine);
         return send(refused.reply);
     }
-    handle(toRequest(parser_->get()));
+    handle(toRequest(mParser->get()));
 }
 
 void HttpSession::handle(const Request& request) {
     const auto host = request.headers.find("host");
-    if (context_.authorization.empty() && host != request.headers.end() &&
+    if (mContext.authorization.empty() && host != request.headers.end() &&
         !loopbackHost(host->second)) {
-        context_.log(3, "web: " + peer_ + " asked for host " + host->second.substr(0, 80) +
+        mContext.log(3, "web: " + mPeer + " asked for host " + host->second.substr(0, 80) +
                             ": 403, only loopback names are served without credentials");
         return send(jsonResponse(403, R"({"error":"unknown host"})"));
     }
-    if (!context_.authorization.empty()) {
+    if (!mContext.authorization.empty()) {
         const auto given = request.headers.find("authorization");
         if (!sameSecret(given == request.headers.end() ? "" : given->second,
-                        context_.authorization)) {
-            context_.log(3, "web: " + peer_ + " failed authentication for " + request.method + " " +
+                        mContext.authorization)) {
+            mContext.log(3, "web: " + mPeer + " failed authentication for " + request.method + " " +
                                 request.target.substr(0, 80));
             Response refused = jsonResponse(401, R"({"error":"authentication required"})");
             refused.headers.emplace_back("WWW-Authenticate",
@@ -104,7 +104,7 @@ void HttpSession::handle(const Request& request) {
     }
     const Action action = route(request);
     if (!action.logLine.empty())
-        context_.log(3, "web: " + peer_ + " " + request.method + " " +
+        mContext.log(3, "web: " + mPeer + " " + request.method + " " +
                             request.target.substr(0, 80) + ": " +
                             std::to_string(action.reply.status) + " " + action.logLine);
     perform(action, request);
@@ -113,11 +113,11 @@ void HttpSession::handle(const Request& request) {
 void HttpSession::perform(const Action& action, const Request& request) {
     switch (action.kind) {
         case ActionKind::Reply: return send(action.reply);
-        case ActionKind::State: return send(jsonResponse(200, context_.controls.json()));
+        case ActionKind::State: return send(jsonResponse(200, mContext.controls.json()));
         case ActionKind::Control: {
-            const int code = context_.controls.apply(action.control, context_.camera);
+            const int code = mContext.controls.apply(action.control, mContext.camera);
             if (code == 0) return send(jsonResponse(200, R"({"code":0})"));
-            context_.log(3, "web: " + request.target + " refused by the camera: code " +
+            mContext.log(3, "web: " + request.target + " refused by the camera: code " +
                                 std::to_string(code));
             return send(jsonResponse(
                 409, R"({"error":"the camera refused","code":)" + std::to_string(code) + "}"));
@@ -127,26 +127,26 @@ void HttpSession::perform(const Action& action, const Request& request) {
         case ActionKind::Events: {
             const auto kind =
                 action.kind == ActionKind::Mjpeg ? StreamKind::Mjpeg : StreamKind::Events;
-            auto stream = std::make_shared<StreamSession>(std::move(stream_), context_,
-                                                          std::move(slot_), kind, peer_);
-            context_.track(stream);
+            auto stream = std::make_shared<StreamSession>(std::move(mStream), mContext,
+                                                          std::move(mSlot), kind, mPeer);
+            mContext.track(stream);
             return stream->start();
         }
         case ActionKind::Talkback:
-            return std::make_shared<TalkbackSession>(std::move(stream_), context_, std::move(slot_),
-                                                     action.talkback, peer_)
-                ->start(parser_->release());
+            return std::make_shared<TalkbackSession>(std::move(mStream), mContext, std::move(mSlot),
+                                                     action.talkback, mPeer)
+                ->start(mParser->release());
     }
 }
 
 // The camera answers a snapshot after its next frame: the wait happens on the blocking
 // pool, never on a network thread.
 void HttpSession::takeSnapshot(int channel, int quality) {
-    net::post(context_.blocking, [self = shared_from_this(), channel, quality] {
-        auto picture = std::make_shared<Snapshot>(self->context_.camera.snapshot(channel, quality));
-        net::post(self->stream_.get_executor(), [self, picture, channel] {
+    net::post(mContext.blocking, [self = shared_from_this(), channel, quality] {
+        auto picture = std::make_shared<Snapshot>(self->mContext.camera.snapshot(channel, quality));
+        net::post(self->mStream.get_executor(), [self, picture, channel] {
             if (picture->code != 0) {
-                self->context_.log(3, "web: snapshot of channel " + std::to_string(channel) +
+                self->mContext.log(3, "web: snapshot of channel " + std::to_string(channel) +
                                           " failed: code " + std::to_string(picture->code));
                 return self->send(jsonResponse(503, R"({"error":"no snapshot","code":)" +
                                                         std::to_string(picture->code) + "}"));
@@ -160,55 +160,55 @@ void HttpSession::takeSnapshot(int channel, int quality) {
 }
 
 void HttpSession::send(const Response& response) {
-    response_ = std::make_shared<http::response<http::string_body>>(
+    mResponse = std::make_shared<http::response<http::string_body>>(
         static_cast<http::status>(response.status), 11);
-    response_->set(http::field::server, "kq-live");
-    response_->set(http::field::content_type, response.contentType);
-    response_->set(http::field::cache_control, "no-store");
-    for (const auto& [name, value] : response.headers) response_->set(name, value);
-    response_->body() = response.body;
-    response_->keep_alive(keepAlive_ && response.status < 400);
-    response_->prepare_payload();
-    stream_.expires_after(context_.options.writeTimeout);
-    http::async_write(stream_, *response_,
+    mResponse->set(http::field::server, "kq-live");
+    mResponse->set(http::field::content_type, response.contentType);
+    mResponse->set(http::field::cache_control, "no-store");
+    for (const auto& [name, value] : response.headers) mResponse->set(name, value);
+    mResponse->body() = response.body;
+    mResponse->keep_alive(mKeepAlive && response.status < 400);
+    mResponse->prepare_payload();
+    mStream.expires_after(mContext.options.writeTimeout);
+    http::async_write(mStream, *mResponse,
                       [self = shared_from_this()](beast::error_code error, std::size_t) {
                           self->onWritten(error);
                       });
 }
 
 void HttpSession::onWritten(const beast::error_code& error) {
-    const bool again = !error && response_->keep_alive();
-    response_.reset();
+    const bool again = !error && mResponse->keep_alive();
+    mResponse.reset();
     if (again) return readRequest();
     closeConnection();
 }
 
-void HttpSession::closeConnection() { closeGracefully(std::move(stream_)); }
+void HttpSession::closeConnection() { closeGracefully(std::move(mStream)); }
 
 namespace {
 
 // Owns a connection while it closes.
 class Closer : public std::enable_shared_from_this<Closer> {
 public:
-    explicit Closer(beast::tcp_stream stream) : stream_(std::move(stream)) {}
+    explicit Closer(beast::tcp_stream stream) : mStream(std::move(stream)) {}
     void start() {
         beast::error_code ignored;
-        stream_.socket().shutdown(net::ip::tcp::socket::shutdown_send, ignored);
-        stream_.expires_after(std::chrono::seconds(1));
+        mStream.socket().shutdown(net::ip::tcp::socket::shutdown_send, ignored);
+        mStream.expires_after(std::chrono::seconds(1));
         drain();
     }
 
 private:
     void drain() {
-        stream_.async_read_some(net::buffer(discard_),
+        mStream.async_read_some(net::buffer(mDiscard),
                                 [self = shared_from_this()](beast::error_code error, std::size_t) {
-                                    if (error) return self->stream_.close();
+                                    if (error) return self->mStream.close();
                                     self->drain();
                                 });
     }
 
-    beast::tcp_stream stream_;
-    char discard_[4096];
+    beast::tcp_stream mStream;
+    char mDiscard[4096];
 };
 
 }  // namespace

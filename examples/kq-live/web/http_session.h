@@ -35,15 +35,15 @@ private:
     void onWritten(const boost::beast::error_code& error);
     void closeConnection();
 
-    boost::beast::tcp_stream stream_;
-    boost::beast::flat_buffer buffer_;
-    ServerContext& context_;
-    ConnectionSlot slot_;
-    const RequestLimits limits_;
-    const std::string peer_;
-    std::optional<RequestParser> parser_;
-    bool keepAlive_ = false;
-    std::shared_ptr<boost::beast::http::response<boost::beast::http::string_body>> response_;
+    boost::beast::tcp_stream mStream;
+    boost::beast::flat_buffer mBuffer;
+    ServerContext& mContext;
+    ConnectionSlot mSlot;
+    const RequestLimits mLimits;
+    const std::string mPeer;
+    std::optional<RequestParser> mParser;
+    bool mKeepAlive = false;
+    std::shared_ptr<boost::beast::http::response<boost::beast::http::string_body>> mResponse;
 };
 
 }  // namespace live

@@ -18,17 +18,17 @@ namespace live {
 class ConnectionSlot {
 public:
     ConnectionSlot() = default;
-    explicit ConnectionSlot(std::atomic<std::size_t>* count) : count_(count) { ++*count_; }
-    ConnectionSlot(ConnectionSlot&& other) noexcept : count_(other.count_) {
-        other.count_ = nullptr;
+    explicit ConnectionSlot(std::atomic<std::size_t>* count) : mCount(count) { ++*mCount; }
+    ConnectionSlot(ConnectionSlot&& other) noexcept : mCount(other.mCount) {
+        other.mCount = nullptr;
     }
     ConnectionSlot& operator=(ConnectionSlot&&) = delete;
     ~ConnectionSlot() {
-        if (count_) --*count_;
+        if (mCount) --*mCount;
     }
 
 private:
-    std::atomic<std::size_t>* count_ = nullptr;
+    std::atomic<std::size_t>* mCount = nullptr;
 };
 
 // A session with a thread of its own, stopped before the server's threads end.
@@ -53,8 +53,8 @@ struct ServerContext {
     boost::asio::thread_pool blocking{1};  // snapshots, which wait for the camera
 
 private:
-    std::mutex mutex_;
-    std::vector<std::weak_ptr<Stoppable>> tracked_;
+    std::mutex mMutex;
+    std::vector<std::weak_ptr<Stoppable>> mTracked;
 };
 
 }  // namespace live

@@ -36,42 +36,42 @@ std::string recordEvent(const LogRecord& record) {
 
 StreamSession::StreamSession(beast::tcp_stream stream, ServerContext& context, ConnectionSlot slot,
                              StreamKind kind, std::string peer)
-    : stream_(std::move(stream)),
-      context_(context),
-      slot_(std::move(slot)),
-      kind_(kind),
-      peer_(std::move(peer)),
-      capacity_(kind == StreamKind::Mjpeg ? kPendingFrames : kPendingRecords) {}
+    : mStream(std::move(stream)),
+      mContext(context),
+      mSlot(std::move(slot)),
+      mKind(kind),
+      mPeer(std::move(peer)),
+      mCapacity(kind == StreamKind::Mjpeg ? kPendingFrames : kPendingRecords) {}
 
 StreamSession::~StreamSession() { stop(); }
 
 void StreamSession::start() {
-    if (kind_ == StreamKind::Mjpeg)
-        frames_ = context_.camera.subscribeJpegFrames();
+    if (mKind == StreamKind::Mjpeg)
+        mFrames = mContext.camera.subscribeJpegFrames();
     else
-        records_ = context_.camera.subscribeLog();
-    net::post(stream_.get_executor(), [self = shared_from_this()] {
-        self->enqueue({responseHead(self->kind_), nullptr, ""});
+        mRecords = mContext.camera.subscribeLog();
+    net::post(mStream.get_executor(), [self = shared_from_this()] {
+        self->enqueue({responseHead(self->mKind), nullptr, ""});
         self->watchForClose();
     });
-    if (!frames_ && !records_) return;
-    pump_ = std::thread(
-        kind_ == StreamKind::Mjpeg ? &StreamSession::pumpFrames : &StreamSession::pumpLog, this);
+    if (!mFrames && !mRecords) return;
+    mPump = std::thread(
+        mKind == StreamKind::Mjpeg ? &StreamSession::pumpFrames : &StreamSession::pumpLog, this);
 }
 
 void StreamSession::stop() {
-    std::lock_guard<std::mutex> lock(stopMutex_);
-    stopping_ = true;
-    if (frames_) frames_->close();
-    if (records_) records_->close();
-    if (pump_.joinable() && pump_.get_id() != std::this_thread::get_id()) pump_.join();
+    std::lock_guard<std::mutex> lock(mStopMutex);
+    mStopping = true;
+    if (mFrames) mFrames->close();
+    if (mRecords) mRecords->close();
+    if (mPump.joinable() && mPump.get_id() != std::this_thread::get_id()) mPump.join();
 }
 
 // The pumps run while the session lives: stop() ends them before it is destroyed, and
 // they reach it only through posts that hold a weak pointer.
 void StreamSession::pumpFrames() {
-    while (!stopping_) {
-        auto frame = frames_->pop(kPollPeriod);
+    while (!mStopping) {
+        auto frame = mFrames->pop(kPollPeriod);
         if (!frame) continue;
         std::string head =
             std::string("--") + kBoundary +
@@ -83,13 +83,13 @@ void StreamSession::pumpFrames() {
 
 void StreamSession::pumpLog() {
     auto quiet = std::chrono::steady_clock::now();
-    while (!stopping_) {
-        auto record = records_->pop(kPollPeriod);
+    while (!mStopping) {
+        auto record = mRecords->pop(kPollPeriod);
         const auto now = std::chrono::steady_clock::now();
         if (record) {
             deliver({recordEvent(*record), nullptr, ""});
             quiet = now;
-        } else if (now - quiet >= context_.options.heartbeat) {
+        } else if (now - quiet >= mContext.options.heartbeat) {
             deliver({": still here\n\n", nullptr, ""});  // finds viewers that went away
             quiet = now;
         }
@@ -97,47 +97,47 @@ void StreamSession::pumpLog() {
 }
 
 void StreamSession::deliver(Chunk chunk) {
-    net::post(stream_.get_executor(),
+    net::post(mStream.get_executor(),
               [weak = weak_from_this(), chunk = std::move(chunk)]() mutable {
                   if (auto self = weak.lock()) self->enqueue(std::move(chunk));
               });
 }
 
 void StreamSession::enqueue(Chunk chunk) {
-    if (finished_) return;
-    if (pending_.size() >= capacity_) {
+    if (mFinished) return;
+    if (mPending.size() >= mCapacity) {
         // The first chunk, the response's head, is never waiting here: it went at once.
-        pending_.pop_front();
-        ++dropped_;
+        mPending.pop_front();
+        ++mDropped;
     }
-    pending_.push_back(std::move(chunk));
+    mPending.push_back(std::move(chunk));
     writeNext();
 }
 
 void StreamSession::writeNext() {
-    if (writing_ || pending_.empty() || finished_) return;
-    writing_ = true;
-    auto chunk = std::make_shared<Chunk>(std::move(pending_.front()));
-    pending_.pop_front();
+    if (mWriting || mPending.empty() || mFinished) return;
+    mWriting = true;
+    auto chunk = std::make_shared<Chunk>(std::move(mPending.front()));
+    mPending.pop_front();
     std::vector<net::const_buffer> buffers{net::buffer(chunk->head)};
     if (chunk->body) buffers.push_back(net::buffer(*chunk->body));
     buffers.push_back(net::buffer(chunk->tail));
-    stream_.expires_after(context_.options.writeTimeout);
-    net::async_write(stream_, buffers,
+    mStream.expires_after(mContext.options.writeTimeout);
+    net::async_write(mStream, buffers,
                      [self = shared_from_this(), chunk](beast::error_code error, std::size_t) {
-                         self->writing_ = false;
+                         self->mWriting = false;
                          if (error == beast::error::timeout)
                              return self->finish("stalled past the write timeout");
                          if (error) return self->finish("left");
-                         ++self->sent_;
+                         ++self->mSent;
                          self->writeNext();
                      });
 }
 
 // A viewer sends nothing after its request: a read that ends means it closed.
 void StreamSession::watchForClose() {
-    stream_.socket().async_read_some(
-        net::buffer(discard_), [self = shared_from_this()](beast::error_code error, std::size_t) {
+    mStream.socket().async_read_some(
+        net::buffer(mDiscard), [self = shared_from_this()](beast::error_code error, std::size_t) {
             // Aborted: a write timed out and closed the socket; the write says so.
             if (error == net::error::operation_aborted) return;
             if (error) return self->finish("left");
@@ -146,16 +146,16 @@ void StreamSession::watchForClose() {
 }
 
 void StreamSession::finish(const std::string& why) {
-    if (finished_) return;
-    finished_ = true;
-    pending_.clear();
+    if (mFinished) return;
+    mFinished = true;
+    mPending.clear();
     beast::error_code ignored;
-    stream_.socket().shutdown(net::ip::tcp::socket::shutdown_both, ignored);
-    stream_.close();
-    context_.log(
-        kind_ == StreamKind::Mjpeg && dropped_ > 0 ? 3 : 2,
-        "web: " + peer_ + (kind_ == StreamKind::Mjpeg ? " MJPEG viewer " : " event viewer ") + why +
-            " after " + std::to_string(sent_) + " parts, " + std::to_string(dropped_) + " dropped");
+    mStream.socket().shutdown(net::ip::tcp::socket::shutdown_both, ignored);
+    mStream.close();
+    mContext.log(
+        mKind == StreamKind::Mjpeg && mDropped > 0 ? 3 : 2,
+        "web: " + mPeer + (mKind == StreamKind::Mjpeg ? " MJPEG viewer " : " event viewer ") + why +
+            " after " + std::to_string(mSent) + " parts, " + std::to_string(mDropped) + " dropped");
     // stop() joins the pump, which may be waiting in pop() for up to one poll period.
     stop();
 }

@@ -46,24 +46,24 @@ private:
     void watchForClose();
     void finish(const std::string& why);
 
-    boost::beast::tcp_stream stream_;
-    ServerContext& context_;
-    ConnectionSlot slot_;
-    const StreamKind kind_;
-    const std::string peer_;
-    const std::size_t capacity_;
-    std::unique_ptr<Subscription<SharedBytes>> frames_;
-    std::unique_ptr<Subscription<LogRecord>> records_;
-    std::thread pump_;
-    std::mutex stopMutex_;
-    std::atomic<bool> stopping_{false};
+    boost::beast::tcp_stream mStream;
+    ServerContext& mContext;
+    ConnectionSlot mSlot;
+    const StreamKind mKind;
+    const std::string mPeer;
+    const std::size_t mCapacity;
+    std::unique_ptr<Subscription<SharedBytes>> mFrames;
+    std::unique_ptr<Subscription<LogRecord>> mRecords;
+    std::thread mPump;
+    std::mutex mStopMutex;
+    std::atomic<bool> mStopping{false};
     // On the strand only:
-    std::deque<Chunk> pending_;
-    bool writing_ = false;
-    bool finished_ = false;
-    uint64_t sent_ = 0;
-    uint64_t dropped_ = 0;
-    char discard_[256];
+    std::deque<Chunk> mPending;
+    bool mWriting = false;
+    bool mFinished = false;
+    uint64_t mSent = 0;
+    uint64_t mDropped = 0;
+    char mDiscard[256];
 };
 
 }  // namespace live

@@ -10,88 +10,88 @@ namespace websocket = beast::websocket;
 
 TalkbackSession::TalkbackSession(beast::tcp_stream stream, ServerContext& context,
                                  ConnectionSlot slot, TalkbackFormat format, std::string peer)
-    : socket_(std::move(stream)),
-      context_(context),
-      slot_(std::move(slot)),
-      format_(format),
-      peer_(std::move(peer)) {}
+    : mSocket(std::move(stream)),
+      mContext(context),
+      mSlot(std::move(slot)),
+      mFormat(format),
+      mPeer(std::move(peer)) {}
 
 TalkbackSession::~TalkbackSession() {
-    if (!writer_) return;
-    writer_->close();
-    context_.log(
-        2, "web: talkback from " + peer_ + " ended after " + std::to_string(bytes_) + " bytes");
+    if (!mWriter) return;
+    mWriter->close();
+    mContext.log(
+        2, "web: talkback from " + mPeer + " ended after " + std::to_string(mBytes) + " bytes");
 }
 
 void TalkbackSession::start(beast::http::request<beast::http::string_body> upgrade) {
     // The WebSocket keeps its own timeouts (idle pings) instead of the stream's.
-    beast::get_lowest_layer(socket_).expires_never();
-    socket_.set_option(websocket::stream_base::timeout::suggested(beast::role_type::server));
-    socket_.read_message_max(context_.options.maxTalkbackMessage);
-    socket_.binary(true);
-    socket_.async_accept(upgrade, [self = shared_from_this()](beast::error_code error) {
+    beast::get_lowest_layer(mSocket).expires_never();
+    mSocket.set_option(websocket::stream_base::timeout::suggested(beast::role_type::server));
+    mSocket.read_message_max(mContext.options.maxTalkbackMessage);
+    mSocket.binary(true);
+    mSocket.async_accept(upgrade, [self = shared_from_this()](beast::error_code error) {
         if (error) {
-            self->context_.log(
-                3, "web: talkback from " + self->peer_ + " refused: " + error.message());
+            self->mContext.log(
+                3, "web: talkback from " + self->mPeer + " refused: " + error.message());
             return;
         }
-        if (self->format_.rate != 0) self->openSpeaker();
+        if (self->mFormat.rate != 0) self->openSpeaker();
         self->read();
     });
 }
 
 void TalkbackSession::openSpeaker() {
-    writer_ = context_.camera.openTalkback(format_.rate, format_.channels);
-    if (!writer_) return refuse(websocket::close_code::try_again_later, "the speaker is busy");
-    context_.log(2, "web: talkback from " + peer_ + " at " + std::to_string(format_.rate) +
-                        " Hz, " + std::to_string(format_.channels) + " channel(s)");
+    mWriter = mContext.camera.openTalkback(mFormat.rate, mFormat.channels);
+    if (!mWriter) return refuse(websocket::close_code::try_again_later, "the speaker is busy");
+    mContext.log(2, "web: talkback from " + mPeer + " at " + std::to_string(mFormat.rate) +
+                        " Hz, " + std::to_string(mFormat.channels) + " channel(s)");
 }
 
 void TalkbackSession::read() {
-    socket_.async_read(buffer_, [self = shared_from_this()](beast::error_code error, std::size_t) {
+    mSocket.async_read(mBuffer, [self = shared_from_this()](beast::error_code error, std::size_t) {
         if (error == websocket::error::buffer_overflow)
-            self->context_.log(3, "web: talkback from " + self->peer_ + ": a message beyond " +
-                                      std::to_string(self->context_.options.maxTalkbackMessage) +
+            self->mContext.log(3, "web: talkback from " + self->mPeer + ": a message beyond " +
+                                      std::to_string(self->mContext.options.maxTalkbackMessage) +
                                       " bytes: closed");
         if (error) return;  // closed, by either side
         self->onMessage();
-        self->buffer_.consume(self->buffer_.size());
-        if (!self->closing_) self->read();
+        self->mBuffer.consume(self->mBuffer.size());
+        if (!self->mClosing) self->read();
     });
 }
 
 void TalkbackSession::onMessage() {
-    if (socket_.got_text()) {
-        if (writer_ || format_.rate != 0)
+    if (mSocket.got_text()) {
+        if (mWriter || mFormat.rate != 0)
             return refuse(websocket::close_code::policy_error, "the format was given already");
-        const Action parsed = parseTalkbackFormat(beast::buffers_to_string(buffer_.data()));
+        const Action parsed = parseTalkbackFormat(beast::buffers_to_string(mBuffer.data()));
         if (parsed.kind != ActionKind::Talkback)
             return refuse(websocket::close_code::policy_error, parsed.logLine);
-        format_ = parsed.talkback;
+        mFormat = parsed.talkback;
         return openSpeaker();
     }
-    if (!writer_) return refuse(websocket::close_code::policy_error, "PCM before the format");
-    const std::size_t frameBytes = 2 * std::size_t(format_.channels);
-    if (buffer_.size() % frameBytes != 0)
+    if (!mWriter) return refuse(websocket::close_code::policy_error, "PCM before the format");
+    const std::size_t frameBytes = 2 * std::size_t(mFormat.channels);
+    if (mBuffer.size() % frameBytes != 0)
         return refuse(websocket::close_code::policy_error,
-                      std::to_string(buffer_.size()) + " bytes is not a whole number of " +
+                      std::to_string(mBuffer.size()) + " bytes is not a whole number of " +
                           std::to_string(frameBytes) + "-byte sample frames");
-    const auto* data = static_cast<const uint8_t*>(buffer_.data().data());
-    const int code = writer_->write(data, buffer_.size());
-    bytes_ += buffer_.size();
-    if (code != 0 && !warned_) {
-        warned_ = true;  // once a talk: a refusing speaker would refuse every message
-        context_.log(3, "web: talkback from " + peer_ + ": the speaker refused PCM, code " +
+    const auto* data = static_cast<const uint8_t*>(mBuffer.data().data());
+    const int code = mWriter->write(data, mBuffer.size());
+    mBytes += mBuffer.size();
+    if (code != 0 && !mWarned) {
+        mWarned = true;  // once a talk: a refusing speaker would refuse every message
+        mContext.log(3, "web: talkback from " + mPeer + ": the speaker refused PCM, code " +
                             std::to_string(code));
     }
 }
 
 void TalkbackSession::refuse(websocket::close_code code, const std::string& why) {
-    closing_ = true;
-    context_.log(3, "web: talkback from " + peer_ + " closed: " + why);
+    mClosing = true;
+    mContext.log(3, "web: talkback from " + mPeer + " closed: " + why);
     // A close frame's reason holds at most 123 bytes.
     websocket::close_reason reason(code, why.substr(0, 120));
-    socket_.async_close(reason, [self = shared_from_this()](beast::error_code) {});
+    mSocket.async_close(reason, [self = shared_from_this()](beast::error_code) {});
 }
 
 }  // namespace live

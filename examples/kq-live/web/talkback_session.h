@@ -28,16 +28,16 @@ private:
     void onMessage();
     void refuse(boost::beast::websocket::close_code code, const std::string& why);
 
-    boost::beast::websocket::stream<boost::beast::tcp_stream> socket_;
-    ServerContext& context_;
-    ConnectionSlot slot_;
-    TalkbackFormat format_;
-    const std::string peer_;
-    boost::beast::flat_buffer buffer_;
-    std::unique_ptr<TalkbackWriter> writer_;
-    uint64_t bytes_ = 0;
-    bool warned_ = false;
-    bool closing_ = false;
+    boost::beast::websocket::stream<boost::beast::tcp_stream> mSocket;
+    ServerContext& mContext;
+    ConnectionSlot mSlot;
+    TalkbackFormat mFormat;
+    const std::string mPeer;
+    boost::beast::flat_buffer mBuffer;
+    std::unique_ptr<TalkbackWriter> mWriter;
+    uint64_t mBytes = 0;
+    bool mWarned = false;
+    bool mClosing = false;
 };
 
 }  // namespace live
