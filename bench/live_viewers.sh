@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # kq-live's CPU beside its pipeline: the process's CPU time (from /proc/PID/stat) with no
 # viewer and while serving 4 viewers of channel 0 (H.264 and AAC, ffmpeg clients over
-# TCP), the clients' own, and the delay from the frame callback to the RTSP server's
-# sinks that kq-live --delay-stats measures. Figures, not a verdict.
+# TCP), the clients' own, and the delays from capture to frame callback and from there
+# to the RTSP server's sinks that kq-live --delay-stats measures. Figures, not a verdict.
 # usage: live_viewers.sh KQ_LIVE [SECONDS]
 set -euo pipefail
 live=${1:?usage: live_viewers.sh KQ_LIVE [SECONDS]}

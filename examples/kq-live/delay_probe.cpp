@@ -17,7 +17,8 @@ constexpr std::size_t kMaxPending = 256;
 
 struct Delays {
     std::mutex mutex;
-    std::vector<double> ms[kStreamCount];
+    std::vector<double> ms[kStreamCount];         // frame callback to the sinks
+    std::vector<double> captureMs[kStreamCount];  // capture to the frame callback
 };
 
 Delays& delays() {
@@ -38,10 +39,14 @@ GstPadProbeReturn onData(GstPad*, GstPadProbeInfo* info, gpointer probe) {
 
 }  // namespace
 
-void DelayProbe::pushed(int stream, GstClockTime pts, int64_t arrivalNs) {
-    std::lock_guard<std::mutex> lock(mMutex);
-    if (mPending.size() >= kMaxPending) mPending.erase(mPending.begin());
-    mPending[pts] = {stream, arrivalNs};
+void DelayProbe::pushed(const Frame& frame, GstClockTime pts) {
+    {
+        std::lock_guard<std::mutex> lock(mMutex);
+        if (mPending.size() >= kMaxPending) mPending.erase(mPending.begin());
+        mPending[pts] = {frame.stream, frame.arrivalNs};
+    }
+    std::lock_guard<std::mutex> lock(delays().mutex);
+    delays().captureMs[frame.stream].push_back((frame.arrivalNs - frame.captureNs) / 1e6);
 }
 
 void DelayProbe::reached(GstClockTime pts) {
@@ -76,14 +81,15 @@ void DelayProbe::watch(GstElement* pipeline) {
 void DelayProbe::printAll() {
     static const char* const kNames[kStreamCount] = {"ch0 H.264", "ch1 MJPEG", "ch0 AAC"};
     std::lock_guard<std::mutex> lock(delays().mutex);
-    for (int stream = 0; stream < kStreamCount; ++stream) {
-        std::vector<double>& ms = delays().ms[stream];
-        if (ms.empty()) continue;
+    const auto print = [](const char* what, const char* name, std::vector<double>& ms) {
+        if (ms.empty()) return;
         std::sort(ms.begin(), ms.end());
-        std::printf(
-            "delay from frame callback to the RTSP sinks, %s: median %.2f ms, p99 %.2f ms, "
-            "%zu frames\n",
-            kNames[stream], ms[ms.size() / 2], ms[ms.size() * 99 / 100], ms.size());
+        std::printf("delay from %s, %s: median %.2f ms, p99 %.2f ms, %zu frames\n", what, name,
+                    ms[ms.size() / 2], ms[ms.size() * 99 / 100], ms.size());
+    };
+    for (int stream = 0; stream < kStreamCount; ++stream) {
+        print("capture to frame callback", kNames[stream], delays().captureMs[stream]);
+        print("frame callback to the RTSP sinks", kNames[stream], delays().ms[stream]);
     }
 }
 

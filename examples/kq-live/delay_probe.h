@@ -1,7 +1,7 @@
-// How long frames take from the frame callback to the RTSP server's sinks, which write
-// them to the viewers' sockets (kq-live --delay-stats, for the benchmark). A feed notes
-// when each frame it pushes arrived; a probe on every sink of the viewer's pipeline
-// takes the delay of the first packet of each frame, matched by its PTS.
+// How long frames take from their capture to the frame callback, and from there to the RTSP
+// server's sinks, which write them to the viewers' sockets (kq-live --delay-stats, for the
+// benchmark). A feed notes when each frame it pushes arrived; a probe on every sink of the viewer's
+// pipeline takes the delay of the first packet of each frame, matched by its PTS.
 #pragma once
 
 #include <gst/gst.h>
@@ -13,10 +13,13 @@
 
 namespace live {
 
+struct Frame;
+
 class DelayProbe {
 public:
-    // The frame of stream `stream` with PTS `pts` arrived at `arrivalNs`.
-    void pushed(int stream, GstClockTime pts, int64_t arrivalNs);
+    // `frame` was pushed with PTS `pts`: notes its arrival, and how long it took from
+    // its capture to the frame callback.
+    void pushed(const Frame& frame, GstClockTime pts);
     // Watches the sinks `pipeline` will hold; the probe must outlive the pipeline.
     void watch(GstElement* pipeline);
     // "ch0 video: median 1.2 ms, p99 3.4 ms, 250 frames" for each stream, one a line.

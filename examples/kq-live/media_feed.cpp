@@ -55,7 +55,7 @@ void MediaFeed::push(const FramePtr& frame) {
     GST_BUFFER_PTS(buffer) = GST_BUFFER_DTS(buffer) = static_cast<GstClockTime>(pts);
     GST_BUFFER_DURATION(buffer) = static_cast<GstClockTime>(mDurationNs);
     if (!frame->keyFrame) GST_BUFFER_FLAG_SET(buffer, GST_BUFFER_FLAG_DELTA_UNIT);
-    if (mProbe) mProbe->pushed(frame->stream, static_cast<GstClockTime>(pts), frame->arrivalNs);
+    if (mProbe) mProbe->pushed(*frame, static_cast<GstClockTime>(pts));
     gst_app_src_push_buffer(appsrc, buffer);
     mStarted = true;
 }
