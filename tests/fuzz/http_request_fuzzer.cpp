@@ -3,22 +3,12 @@
 // fake camera and a talkback body read as the first WebSocket message, and a refused one
 // gets its 400. Beyond the sanitizers' checks: every 400 names the field it refuses, and
 // what reaches the camera lies within the ranges the router promises.
-#include <cstdio>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
 
 #include "control_state.h"
 #include "fake_camera.h"
+#include "fuzz_check.h"
 #include "request_reader.h"
-
-#define KQ_FUZZ_CHECK(condition)                                                          \
-    do {                                                                                  \
-        if (!(condition)) {                                                               \
-            std::fprintf(stderr, "fuzz check failed: %s (%s:%d)\n", #condition, __FILE__, \
-                         __LINE__);                                                       \
-            std::abort();                                                                 \
-        }                                                                                 \
-    } while (0)
 
 namespace {
 

@@ -2,24 +2,11 @@
 // freed at its end, and an open pipe whose encoders make nothing by themselves.
 #pragma once
 
-#include <cstdio>
-#include <cstdlib>
-
+#include "fuzz_check.h"
 #include "host_control.h"
 #include "kq_api.h"
 
 namespace fuzz {
-
-// Stops the fuzzer at a broken promise of the library, naming it, so that libFuzzer
-// keeps the input.
-#define KQ_FUZZ_CHECK(condition)                                                          \
-    do {                                                                                  \
-        if (!(condition)) {                                                               \
-            std::fprintf(stderr, "fuzz check failed: %s (%s:%d)\n", #condition, __FILE__, \
-                         __LINE__);                                                       \
-            std::abort();                                                                 \
-        }                                                                                 \
-    } while (0)
 
 // A fresh host platform that echoes no log line and journals nothing.
 inline void quietPlatform() {

@@ -14,6 +14,7 @@
 
 #include "fake_camera.h"
 #include "http_server.h"
+#include "loopback_socket.h"
 
 namespace {
 
@@ -22,17 +23,8 @@ using namespace std::chrono_literals;
 // A connected socket that reads with a timeout.
 class Client {
 public:
-    explicit Client(uint16_t port, int receiveBuffer = 0) : mFd(socket(AF_INET, SOCK_STREAM, 0)) {
-        if (receiveBuffer)
-            setsockopt(mFd, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-        const timeval wait{0, 200000};
-        setsockopt(mFd, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        connect(mFd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    }
+    explicit Client(uint16_t port, int receiveBuffer = 0)
+        : mFd(live_test::connectLoopback(port, receiveBuffer, {0, 200000})) {}
     ~Client() { close(mFd); }
     void send(const std::string& bytes) { ::send(mFd, bytes.data(), bytes.size(), MSG_NOSIGNAL); }
     // What arrives until `until` is in it, the peer closes or `limit` passes.

@@ -20,6 +20,7 @@
 
 #include "e2e/e2e_fixture.h"
 #include "live/live_process.h"
+#include "live/loopback_socket.h"
 
 namespace {
 
@@ -31,18 +32,8 @@ using e2e::runCommand;
 // A bare RTSP client over one TCP connection, which reads only the answers it asks for.
 class RawRtspClient {
 public:
-    RawRtspClient(uint16_t port, int receiveBuffer = 0) {
-        mSocket = socket(AF_INET, SOCK_STREAM, 0);
-        if (receiveBuffer)
-            setsockopt(mSocket, SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        connect(mSocket, reinterpret_cast<sockaddr*>(&address), sizeof address);
-        timeval timeout{5, 0};
-        setsockopt(mSocket, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
-    }
+    RawRtspClient(uint16_t port, int receiveBuffer = 0)
+        : mSocket(live_test::connectLoopback(port, receiveBuffer, {5, 0})) {}
     ~RawRtspClient() { close(mSocket); }
 
     // The answer's head, its body read past.
