@@ -66,7 +66,7 @@ bool Camera::startChannel(int channel, uint32_t encoding, const examples::VideoS
 // privacy mode is switched on.
 void Camera::setUpOverlays(const CameraSettings& settings) {
     kq_watermark_setup_logo(0, settings.logo.c_str());
-    kq_watermark_setup_position(0, KQ_POS_BOTTOM_RIGHT);
+    kq_watermark_setup_position(0, kWatermarkPosition);
     if (kq_watermark_enable(0, 1) != 0)
         logLine(LogLevel::Warning, "no watermark from %s (see the log)", settings.logo.c_str());
     if (kq_privacy_setup_icon(1, settings.icon.c_str()) != 0)

@@ -11,6 +11,7 @@
 
 #include "audio_capture.h"
 #include "frame_hub.h"
+#include "kq_api.h"
 #include "module/audio_types.h"
 #include "option_values.h"
 
@@ -47,6 +48,8 @@ public:
     // The talkback sink, playing kTalkbackFormat into the speaker device.
     std::shared_ptr<module::PcmSink> speaker() const { return mSpeaker; }
     static constexpr module::AudioParam kTalkbackFormat{48000, 1, 16, 20};
+    // Where channel 0's watermark is put.
+    static constexpr int kWatermarkPosition = KQ_POS_BOTTOM_RIGHT;
 
     uint64_t frames(int stream) const;
 

@@ -82,6 +82,18 @@ live::ServerOptions webOptions(const Options& options) {
     web.port = options.httpPort;
     if (options.authenticated()) web.credentials = options.user + ":" + options.password;
     web.maxConnections = 2 * options.maxViewers;
+    // What Camera::start() set, for the page's controls to show.
+    const auto set = [](live::Control control, int channel, int value) {
+        live::ControlCall call;
+        call.control = control;
+        call.channel = channel;
+        call.value = value;
+        return call;
+    };
+    web.setUp = {set(live::Control::TimestampEnabled, 0, 1),
+                 set(live::Control::TimestampEnabled, 1, 1),
+                 set(live::Control::WatermarkEnabled, 0, 1),
+                 set(live::Control::WatermarkPosition, 0, live::Camera::kWatermarkPosition)};
     web.log = [](int level, const std::string& text) {
         live::logLine(static_cast<live::LogLevel>(level), "%s", text.c_str());
     };

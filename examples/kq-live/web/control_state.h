@@ -18,10 +18,11 @@ public:
     // {"channels": [{"timestamp": {...}, "watermark": {...}, "privacy": {...}}, ...],
     //  "flip": N, "image": {"NAME": N}}, with what was set so far.
     std::string json() const;
+    // Remembers `call` as made: what the camera set up before the page could.
+    void remember(const ControlCall& call);
 
 private:
     static int call(const ControlCall& call, CameraPort& camera);
-    void remember(const ControlCall& call);
 
     mutable std::mutex mMutex;
     nlohmann::json mState = {{"channels", {nlohmann::json::object(), nlohmann::json::object()}},

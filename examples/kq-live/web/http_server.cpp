@@ -86,10 +86,12 @@ bool isLoopback(const net::ip::address& address) { return address.is_loopback();
 
 }  // namespace
 
-ServerContext::ServerContext(CameraPort& mCamera, ServerOptions mOptions)
-    : camera(mCamera),
-      options(std::move(mOptions)),
-      authorization(options.credentials.empty() ? "" : basicAuthorization(options.credentials)) {}
+ServerContext::ServerContext(CameraPort& cameraPort, ServerOptions serverOptions)
+    : camera(cameraPort),
+      options(std::move(serverOptions)),
+      authorization(options.credentials.empty() ? "" : basicAuthorization(options.credentials)) {
+    for (const ControlCall& call : options.setUp) controls.remember(call);
+}
 
 void ServerContext::log(int level, const std::string& text) const {
     if (options.log)

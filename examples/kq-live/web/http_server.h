@@ -8,8 +8,10 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "camera_port.h"
+#include "router.h"
 
 namespace live {
 
@@ -31,6 +33,8 @@ struct ServerOptions {
     std::chrono::milliseconds heartbeat{15000};       // a comment on a quiet event stream
     int threads = 2;
     WebLog log;  // empty: standard error
+    // The controls the camera set before serving, shown by GET /api/state as if set.
+    std::vector<ControlCall> setUp;
 };
 
 class HttpServer {
