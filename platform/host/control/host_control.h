@@ -206,8 +206,8 @@ int platformInitCount();
 // While on (off after a reset), the picture stamped at each whole second of the monotonic
 // clock is white and the microphones paced by the clock (the tone and WAV files, not
 // ALSA) start a beep of kSyncBeepHz at -6 dBFS, kSyncBeepMs long, at that same instant.
-// Picture stamps are then the instants the pictures were due, on a grid through the
-// whole seconds for frame rates that divide a second (at other rates the first picture
+// Picture stamps (always the instants the pictures were due) then lie on a grid through
+// the whole seconds for frame rates that divide a second (at other rates the first picture
 // of each second is white), and capture streams start on a grid that puts a frame on
 // each whole second. Switching takes effect from the next picture and the next period.
 void setSyncMarks(bool on);

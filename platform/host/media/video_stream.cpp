@@ -73,12 +73,12 @@ void VideoStream::run() {
 
 void VideoStream::produce(const StreamRoute& route, Clock::time_point due, Clock::duration period) {
     mFrame.resize(route.profile.video.width, route.profile.video.height);
-    // With sync marks a picture carries the instant it was due, as a sensor's exposure
-    // time, so that the marks' stamps fall exactly on whole seconds.
-    const bool marks = syncMarks();
-    mFrame.timestampUs = marks ? monotonicMicrosecondsOf(due) : monotonicMicroseconds();
+    // A picture carries the instant it was due, as a sensor's exposure time: stamps keep
+    // the frame rate's spacing however late the thread runs, and with sync marks fall
+    // exactly on the whole seconds.
+    mFrame.timestampUs = monotonicMicrosecondsOf(due);
     mPattern.render(mFrameNumber++, pictureLook(support::imageSettings()), mFrame);
-    if (marks && isSyncMark(mFrame.timestampUs, period))
+    if (syncMarks() && isSyncMark(mFrame.timestampUs, period))
         video::fillRect(mFrame, 0, 0, static_cast<int>(mFrame.width),
                         static_cast<int>(mFrame.height), video::yuvFromRgb(255, 255, 255));
     support::drawOverlay(route.overlayPack, route.maskPack, mFrame);
