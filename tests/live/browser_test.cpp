@@ -5,8 +5,6 @@
 #include <sndfile.h>
 #include <sys/socket.h>
 
-#include <boost/beast/core.hpp>
-#include <boost/beast/http.hpp>
 #include <chrono>
 #include <cmath>
 #include <memory>
@@ -16,12 +14,10 @@
 #include <gtest/gtest.h>
 
 #include "live/live_process.h"
+#include "live/loopback_socket.h"
 
 namespace {
 
-namespace beast = boost::beast;
-namespace http = beast::http;
-using boost::asio::ip::tcp;
 using nlohmann::json;
 using namespace std::chrono_literals;
 
@@ -50,36 +46,35 @@ public:
                           "--use-file-for-fake-audio-capture=" + microphone}}};
         json made;
         for (int i = 0; i < 100 && !made.contains("value"); ++i, std::this_thread::sleep_for(100ms))
-            made = call(http::verb::post, "/session",
+            made = call("POST", "/session",
                         {{"capabilities", {{"alwaysMatch", {{"goog:chromeOptions", options}}}}}});
         mSession = "/session/" + made["value"].value("sessionId", "");
     }
     ~Browser() {
-        call(http::verb::delete_, mSession, nullptr);
+        call("DELETE", mSession, nullptr);
         kill(mDriver, SIGTERM);
         waitpid(mDriver, nullptr, 0);
     }
     bool ready() const { return mSession != "/session/"; }
 
-    void open(const std::string& url) { call(http::verb::post, mSession + "/url", {{"url", url}}); }
+    void open(const std::string& url) { call("POST", mSession + "/url", {{"url", url}}); }
     // The value of `script`, a function body, run in the page.
     json run(const std::string& script) {
-        return call(http::verb::post, mSession + "/execute/sync",
+        return call("POST", mSession + "/execute/sync",
                     {{"script", script}, {"args", json::array()}})["value"];
     }
     // A user's click of the element of that id.
     void click(const std::string& id) {
-        json found = call(http::verb::post, mSession + "/element",
+        json found = call("POST", mSession + "/element",
                           {{"using", "css selector"}, {"value", "#" + id}})["value"];
-        call(http::verb::post,
-             mSession + "/element/" + found.begin().value().get<std::string>() + "/click",
+        call("POST", mSession + "/element/" + found.begin().value().get<std::string>() + "/click",
              json::object());
     }
     // A PNG of the element of that id, base64-encoded.
     std::string screenshot(const std::string& id) {
-        json found = call(http::verb::post, mSession + "/element",
+        json found = call("POST", mSession + "/element",
                           {{"using", "css selector"}, {"value", "#" + id}})["value"];
-        return call(http::verb::get,
+        return call("GET",
                     mSession + "/element/" + found.begin().value().get<std::string>() +
                         "/screenshot",
                     nullptr)["value"]
@@ -96,24 +91,34 @@ public:
 private:
     static constexpr int kPort = 19515;
 
-    static json call(http::verb verb, const std::string& path, const json& body) {
-        try {
-            boost::asio::io_context io;
-            beast::tcp_stream stream(io);
-            stream.connect(tcp::endpoint(boost::asio::ip::make_address("127.0.0.1"), kPort));
-            http::request<http::string_body> request(verb, path, 11);
-            request.set(http::field::host, "127.0.0.1");
-            request.set(http::field::content_type, "application/json");
-            if (!body.is_null()) request.body() = body.dump();
-            request.prepare_payload();
-            http::write(stream, request);
-            beast::flat_buffer buffer;
-            http::response<http::string_body> response;
-            http::read(stream, buffer, response);
-            return json::parse(response.body(), nullptr, false);
-        } catch (const std::exception&) {
-            return json::object();
+    // One WebDriver command on a connection of its own; the answer's JSON, or an empty
+    // object when there is none.
+    static json call(const char* method, const std::string& path, const json& body) {
+        const int fd = live_test::connectLoopback(kPort, 0, {30, 0});
+        const std::string content = body.is_null() ? "" : body.dump();
+        const std::string request = std::string(method) + " " + path +
+                                    " HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: "
+                                    "application/json\r\nContent-Length: " +
+                                    std::to_string(content.size()) + "\r\n\r\n" + content;
+        send(fd, request.data(), request.size(), MSG_NOSIGNAL);
+        // The head, then as many bytes as its Content-Length says.
+        std::string answer;
+        std::size_t bodyAt = std::string::npos, length = 0;
+        char chunk[65536];
+        for (ssize_t n; (bodyAt == std::string::npos || answer.size() < bodyAt + length) &&
+                        (n = recv(fd, chunk, sizeof chunk, 0)) > 0;) {
+            answer.append(chunk, n);
+            if (bodyAt != std::string::npos ||
+                (bodyAt = answer.find("\r\n\r\n")) == std::string::npos)
+                continue;
+            bodyAt += 4;
+            const std::size_t field = answer.find("Content-Length:");
+            length = field < bodyAt ? std::stoul(answer.substr(field + 15)) : 0;
         }
+        close(fd);
+        if (bodyAt == std::string::npos) return json::object();
+        json parsed = json::parse(answer.substr(bodyAt), nullptr, false);
+        return parsed.is_discarded() ? json::object() : parsed;
     }
 
     pid_t mDriver = -1;
