@@ -35,8 +35,8 @@ Snapshots::Picture Snapshots::wait(Slot& slot, std::chrono::milliseconds timeout
     std::unique_lock<std::mutex> lock(slot.mutex);
     const bool came = slot.arrived.wait_for(lock, timeout, [&slot] { return slot.done; });
     slot.waiting = false;
-    if (!came) return {-1, {}};
-    return {0, std::move(slot.jpeg)};
+    if (!came) return {-1, true, {}};
+    return {0, false, std::move(slot.jpeg)};
 }
 
 // On a platform thread. A picture nobody waits for (its request timed out) is dropped.

@@ -21,7 +21,8 @@ public:
     Snapshots& operator=(const Snapshots&) = delete;
 
     struct Picture {
-        int code = 0;  // 0, kq_trigger_snapshot()'s refusal, or -1 when none came in time
+        int code = 0;       // 0, kq_trigger_snapshot()'s refusal, or -1 when none came in time
+        bool late = false;  // none came in time
         std::vector<uint8_t> jpeg;
     };
     // Asks for one picture of `channel` at `quality` and waits up to `timeout` for it.
@@ -48,14 +49,14 @@ private:
 template <class Trigger>
 Snapshots::Picture Snapshots::take(int channel, std::chrono::milliseconds timeout,
                                    Trigger trigger) {
-    if (channel != 0 && channel != 1) return {-1, {}};
+    if (channel != 0 && channel != 1) return {-1, false, {}};
     Slot& slot = mSlots[channel];
     std::lock_guard<std::mutex> one(slot.requester);
     arm(channel);
     if (const int code = trigger(); code != 0) {
         std::lock_guard<std::mutex> lock(slot.mutex);
         slot.waiting = false;
-        return {code, {}};
+        return {code, false, {}};
     }
     return wait(slot, timeout);
 }

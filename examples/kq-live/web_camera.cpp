@@ -128,10 +128,12 @@ Snapshot WebCamera::snapshot(int channel, int quality) {
     Snapshots::Picture picture = mSnapshots.take(channel, kSnapshotTimeout, [&] {
         return serialised([&] { return kq_trigger_snapshot(channel, quality); });
     });
-    if (picture.code != 0)
-        logLine(LogLevel::Warning, "snapshot of channel %d failed: %s", channel,
-                picture.jpeg.empty() && picture.code == -1 ? "no picture in time or refused"
-                                                           : "refused");
+    if (picture.late)
+        logLine(LogLevel::Warning, "snapshot of channel %d failed: no picture within %lld ms",
+                channel, static_cast<long long>(kSnapshotTimeout.count()));
+    else if (picture.code != 0)
+        logLine(LogLevel::Warning, "snapshot of channel %d refused: code %d", channel,
+                picture.code);
     return {picture.code, std::move(picture.jpeg)};
 }
 
