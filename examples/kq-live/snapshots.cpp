@@ -22,13 +22,12 @@ Snapshots::~Snapshots() {
     gSnapshots = nullptr;
 }
 
-Snapshots::Slot& Snapshots::arm(int channel) {
+void Snapshots::arm(int channel) {
     Slot& slot = mSlots[channel];
     std::lock_guard<std::mutex> lock(slot.mutex);
     slot.waiting = true;
     slot.done = false;
     slot.jpeg.clear();
-    return slot;
 }
 
 Snapshots::Picture Snapshots::wait(Slot& slot, std::chrono::milliseconds timeout) {

@@ -41,7 +41,8 @@ private:
     };
     static int onSnapshot(int channel, const uint8_t* jpeg, uint32_t length);
     Picture wait(Slot& slot, std::chrono::milliseconds timeout);
-    Slot& arm(int channel);
+    // Readies `channel`'s slot for the picture of a new request.
+    void arm(int channel);
 
     Slot mSlots[2];
 };

@@ -64,21 +64,10 @@ public:
                     {{"script", script}, {"args", json::array()}})["value"];
     }
     // A user's click of the element of that id.
-    void click(const std::string& id) {
-        json found = call("POST", mSession + "/element",
-                          {{"using", "css selector"}, {"value", "#" + id}})["value"];
-        call("POST", mSession + "/element/" + found.begin().value().get<std::string>() + "/click",
-             json::object());
-    }
+    void click(const std::string& id) { call("POST", element(id) + "/click", json::object()); }
     // A PNG of the element of that id, base64-encoded.
     std::string screenshot(const std::string& id) {
-        json found = call("POST", mSession + "/element",
-                          {{"using", "css selector"}, {"value", "#" + id}})["value"];
-        return call("GET",
-                    mSession + "/element/" + found.begin().value().get<std::string>() +
-                        "/screenshot",
-                    nullptr)["value"]
-            .get<std::string>();
+        return call("GET", element(id) + "/screenshot", nullptr)["value"].get<std::string>();
     }
     // Waits until `condition`, a function body, is true in the page.
     bool waitFor(const std::string& condition, std::chrono::seconds limit = 10s) {
@@ -90,6 +79,13 @@ public:
 
 private:
     static constexpr int kPort = 19515;
+
+    // The WebDriver path of the element of that id.
+    std::string element(const std::string& id) {
+        json found = call("POST", mSession + "/element",
+                          {{"using", "css selector"}, {"value", "#" + id}})["value"];
+        return mSession + "/element/" + found.begin().value().get<std::string>();
+    }
 
     // One WebDriver command on a connection of its own; the answer's JSON, or an empty
     // object when there is none.
