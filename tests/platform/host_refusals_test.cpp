@@ -195,7 +195,7 @@ TEST_F(HostRefusals, AudioChannelsNameTheFormatOrDeviceRefused) {
               "rts_av_create_audio_playback_chn({\"spk\", 12, 1, 16000, 0}) = -22");
 }
 
-TEST_F(HostRefusals, ControlsAndPinsNameTheValueAndItsRange) {
+TEST_F(HostRefusals, ControlsPinsAndCameraSourcesNameTheValueAndItsRange) {
     const rts_h264_attr h264Attr{4, -1, 1'000'000, 25, 0, 0};
     const rts_mjpeg_attr mjpegAttr{0};
     const int h264 = rts_av_create_h264_chn(&h264Attr), mjpeg = rts_av_create_mjpeg_chn(&mjpegAttr);
@@ -223,10 +223,15 @@ TEST_F(HostRefusals, ControlsAndPinsNameTheValueAndItsRange) {
          "init_gpio: " + pin + "initialised already"},
         {[] { return set_gpio_value(1, 0, 2); }, -EINVAL,
          "set_gpio_value: " + pin + "level 2, not 0 or 1"},
+        {[] { return hostctl::setCameraSource("file:"); }, -EINVAL,
+         "camera source \"file:\" is none of pattern, file:PATH and v4l2:DEVICE"},
+        {[] { return hostctl::setCameraSource("rtsp://camera/1"); }, -EINVAL,
+         "camera source \"rtsp://camera/1\" is none of pattern, file:PATH and v4l2:DEVICE"},
     });
     for (int p : {0, 1, 2}) EXPECT_EQ(set_h264_video_profile(h264Ctrl, p), 0);
     for (int q : {1, 50, 100}) EXPECT_EQ(set_mjpeg_quality(mjpegCtrl, q), 0);
     EXPECT_EQ(get_gpio_value(1, 0), 1) << "refusals change nothing";
+    EXPECT_EQ(hostctl::cameraSource(), "pattern");
     EXPECT_TRUE(takeHostRecords().empty());
 }
 

@@ -214,6 +214,38 @@ void setSyncMarks(bool on);
 constexpr unsigned int kSyncBeepHz = 4000;
 constexpr unsigned int kSyncBeepMs = 40;
 
+// ---- Camera ---------------------------------------------------------------------------------
+
+// The image channels' pictures come from the camera's source:
+//   "pattern"      the moving test pattern, the default;
+//   "file:PATH"    a video or image file FFmpeg's libraries read (MP4, MKV, JPEG, PNG...):
+//                  a video plays in a loop at its own pace whatever the channels' rate,
+//                  a still image stays on show;
+//   "v4l2:DEVICE"  a webcam (/dev/video0, say), read as a file is.
+// Each channel gets the picture scaled to its size, cut to its aspect ratio rather than
+// stretched, and the image settings and flip act on it as on the pattern. A source that
+// cannot be opened or decoded, or that breaks off, gives one record "host: camera SOURCE:
+// REASON", and the channels show the pattern with "camera SOURCE: REASON" written across
+// it until a source is set again. A fresh process and reset() take the source from the
+// environment variable KQ_HOST_CAMERA, or the pattern when it is unset or unusable.
+//
+// 0, or -EINVAL with a record for a source of another form, -ENOTSUP with a record when
+// the host was built without the FFmpeg libraries it needs (see cameraFilesAvailable()). Takes
+// effect from the next picture; the source is read only while a channel takes pictures.
+int setCameraSource(const std::string& source);
+// Whether this build reads files (FFmpeg's libavformat, libavcodec and libswscale).
+bool cameraFilesAvailable();
+// "pattern", or the source as set.
+std::string cameraSource();
+
+struct CameraStats {
+    uint64_t decoded;     // pictures decoded from the source
+    uint64_t dropped;     // decoded too late to be shown, while the decoder fell behind
+    std::string failure;  // empty while the source works
+};
+// Of the source being read now; zeros while none is.
+CameraStats cameraStats();
+
 // ---- Capture channels -----------------------------------------------------------------------
 
 // Capture and playback channels take PCM of 8000 to 48000 Hz, 1 or 2 channels, and 8

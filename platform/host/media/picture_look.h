@@ -3,7 +3,7 @@
 #pragma once
 
 #include "support/image_settings.h"
-#include "video/test_pattern.h"
+#include "video/picture_look.h"
 
 namespace host::media {
 

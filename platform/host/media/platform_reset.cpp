@@ -3,6 +3,7 @@
 #include "control/host_control.h"
 #include "journal/call_journal.h"
 #include "log/log_store.h"
+#include "media/camera.h"
 #include "media/media_platform.h"
 #include "media/sync_marks.h"
 #include "support/support_state.h"
@@ -15,6 +16,8 @@ void reset() {
     host::support::resetState();
     host::journal::reset();
     host::log::resetStore();
+    // After the records are cleared: an unusable source in the environment says so.
+    host::media::resetCamera();
 }
 
 }  // namespace hostctl

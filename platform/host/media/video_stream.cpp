@@ -77,7 +77,7 @@ void VideoStream::produce(const StreamRoute& route, Clock::time_point due, Clock
     // the frame rate's spacing however late the thread runs, and with sync marks fall
     // exactly on the whole seconds.
     mFrame.timestampUs = monotonicMicrosecondsOf(due);
-    mPattern.render(mFrameNumber++, pictureLook(support::imageSettings()), mFrame);
+    mCamera.render(due, mFrameNumber++, pictureLook(support::imageSettings()), mFrame);
     if (syncMarks() && isSyncMark(mFrame.timestampUs, period))
         video::fillRect(mFrame, 0, 0, static_cast<int>(mFrame.width),
                         static_cast<int>(mFrame.height), video::yuvFromRgb(255, 255, 255));

@@ -1,4 +1,4 @@
-// The pictures of one enabled image channel: a platform thread that makes a test-pattern
+// The pictures of one enabled image channel: a platform thread that takes the camera's
 // picture at the channel's frame rate, shaded by the image settings, lets the overlay
 // channel draw into it and encodes it for every encoder channel that wants it. Nothing
 // is made while nobody takes the pictures.
@@ -13,11 +13,11 @@
 #include <thread>
 #include <vector>
 
+#include "media/camera.h"
 #include "media/stream_route.h"
 #include "video/frame.h"
 #include "video/h264_encoder.h"
 #include "video/jpeg_encoder.h"
-#include "video/test_pattern.h"
 
 namespace host::media {
 
@@ -48,7 +48,7 @@ private:
     StreamSink& mSink;
     const int mIspChannel;
 
-    video::TestPattern mPattern;
+    CameraView mCamera;
     video::Frame mFrame;
     uint64_t mFrameNumber = 0;
     struct H264Slot {

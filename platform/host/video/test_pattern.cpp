@@ -1,16 +1,12 @@
 #include "video/test_pattern.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdio>
 
 #include "video/text_renderer.h"
 
 namespace host::video {
 namespace {
-
-constexpr int kNeutral = 128;
-constexpr double kPi = 3.14159265358979323846;
 
 // Bars from bright to dark, so a mirrored picture shows at once: the left edge is white,
 // the right edge black.
@@ -23,6 +19,7 @@ constexpr int kBarCount = sizeof(kBars) / sizeof(kBars[0]);
 constexpr Yuv kBackground = yuvFromRgb(48, 48, 48);
 constexpr Yuv kBox = yuvFromRgb(255, 144, 0);
 constexpr Yuv kText = yuvFromRgb(255, 255, 255);
+constexpr Yuv kNoticeBackground = yuvFromRgb(0, 0, 0);
 
 // Where things go, in hundredths of the height. The band above the bars and the rows
 // below the counter stay plain, for a timestamp drawn over the picture later.
@@ -33,12 +30,12 @@ constexpr uint32_t kBoxSide = 12;
 constexpr uint32_t kCounterTop = 78;
 // The counter's font size is the height over this.
 constexpr uint32_t kCounterScale = 14;
+// The notice's font size is the height over this, made smaller to fit the width, and
+// its top in hundredths of the height (across the bars, below their middle).
+constexpr uint32_t kNoticeScale = 20;
+constexpr uint32_t kNoticeTop = 44;
 // The box crosses the frame in this many pictures, then comes back.
 constexpr uint32_t kBoxCrossing = 100;
-
-uint8_t clampByte(double value) {
-    return static_cast<uint8_t>(std::clamp(std::lround(value), 0L, 255L));
-}
 
 int percentOf(uint32_t side, uint32_t percent) { return static_cast<int>(side * percent / 100); }
 
@@ -87,22 +84,8 @@ uint32_t counterFontSize(uint32_t height) {
 
 }  // namespace
 
-Yuv PictureLook::shade(Yuv colour) const {
-    // Contrast spreads luma around mid-gray, brightness shifts it; saturation scales the
-    // chroma vector and hue turns it, up to half a turn either way.
-    double luma =
-        (colour.y - kNeutral) * (contrast / double(kNeutral)) + kNeutral + (brightness - kNeutral);
-    if (gray) return {clampByte(luma), kNeutral, kNeutral};
-    double gain = saturation / double(kNeutral);
-    double angle = (hue - kNeutral) * kPi / kNeutral;
-    double cb = colour.u - kNeutral;
-    double cr = colour.v - kNeutral;
-    double u = (cb * std::cos(angle) - cr * std::sin(angle)) * gain + kNeutral;
-    double v = (cb * std::sin(angle) + cr * std::cos(angle)) * gain + kNeutral;
-    return {clampByte(luma), clampByte(u), clampByte(v)};
-}
-
-void TestPattern::render(uint64_t frameNumber, const PictureLook& look, Frame& frame) {
+void TestPattern::render(uint64_t frameNumber, const PictureLook& look, Frame& frame,
+                         const std::string& notice) {
     if (!frame.valid()) return;
     Canvas canvas(frame, look);
     const int w = canvas.width();
@@ -130,6 +113,28 @@ void TestPattern::render(uint64_t frameNumber, const PictureLook& look, Frame& f
         int x = (w - static_cast<int>(mCounter.width)) / 2;
         canvas.blend(mCounter, x, percentOf(frame.height, kCounterTop), kText);
     }
+    if (!notice.empty()) drawNotice(notice, frame);
+}
+
+// Written as it stands, neither shaded nor flipped, so that it stays readable whatever
+// the settings: white on a black band.
+void TestPattern::drawNotice(const std::string& notice, Frame& frame) {
+    if (notice != mNoticeText || frame.width != mNoticeFrameWidth) {
+        mNoticeText = notice;
+        mNoticeFrameWidth = frame.width;
+        // Each character is half the font size wide: shrink the font until the line fits.
+        const uint32_t fitting = 2 * (frame.width - 8) / std::max<std::size_t>(notice.size(), 1);
+        uint32_t size = std::min({frame.height / kNoticeScale, fitting, kMaxFontSize}) & ~1u;
+        if (size < kMinFontSize ||
+            textRenderer().render(notice.data(), notice.size(), size, &mNotice) != 0)
+            mNotice = {};
+    }
+    if (mNotice.width == 0) return;
+    const int x = (static_cast<int>(frame.width) - static_cast<int>(mNotice.width)) / 2;
+    const int y = percentOf(frame.height, kNoticeTop);
+    fillRect(frame, x - 4, y - 2, static_cast<int>(mNotice.width) + 8,
+             static_cast<int>(mNotice.height) + 4, kNoticeBackground);
+    blendMask(frame, mNotice, x, y, kText);
 }
 
 }  // namespace host::video
