@@ -12,6 +12,10 @@ void quietHostPlatform() {
     hostctl::setLogEcho(nullptr);
 }
 
+bool useCamera(const std::string& source) { return hostctl::setCameraSource(source) == 0; }
+
+std::string cameraSource() { return hostctl::cameraSource(); }
+
 int newestPlaybackChannel() { return hostctl::newestPlaybackChannel(); }
 
 uint64_t speakerUnderruns(int channel) { return hostctl::playbackStats(channel).underruns; }

@@ -5,12 +5,19 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 namespace demo {
 
 // A long run makes hundreds of platform calls a second: no journal of them. The log
 // records go into the closing table rather than through the progress line.
 void quietHostPlatform();
+
+// Feeds the image channels from `source` (pattern, file:PATH, v4l2:DEVICE); false, with
+// the platform's record, when the host refuses it.
+bool useCamera(const std::string& source);
+// The source the image channels show.
+std::string cameraSource();
 
 // The playback channel the latest PcmSink opened, or -1; read right after creating it.
 int newestPlaybackChannel();

@@ -242,6 +242,11 @@ int main(int argc, char** argv) {
     }
     if (!makeFolder(options.outDir)) return 1;
     demo::quietHostPlatform();
+    if (!options.camera.empty() && !demo::useCamera(options.camera)) {
+        demo::printLogRecords(options.logLevel);
+        return 2;
+    }
+    std::printf("camera: %s\n", demo::cameraSource().c_str());
     SnapshotFiles::instance().setFolder(options.outDir);
 
     StreamFile files[2];

@@ -36,6 +36,7 @@ bool parseValue(const std::string& flag, const char* value, Options* options) {
     if (flag == "--speaker") return *value && (options->speaker = value, true);
     if (flag == "--play") return *value && (options->play = value, true);
     if (flag == "--mic") return *value && (options->mic = value, true);
+    if (flag == "--camera") return *value && (options->camera = value, true);
     return false;
 }
 
@@ -46,7 +47,7 @@ void printUsage() {
         "usage: kq-demo [--seconds N] [--out DIR] [--ch0 WxH@FPS] [--ch1 WxH@FPS]\n"
         "               [--bitrate BPS] [--gop N] [--snapshot-every S] [--log-level 1-4]\n"
         "               [--logo FILE] [--icon FILE] [--speaker NAME] [--play FILE]\n"
-        "               [--mic NAME]\n"
+        "               [--mic NAME] [--camera SOURCE]\n"
         "  --seconds         how long to run (default 10)\n"
         "  --out             folder for the files written (default demo-out)\n"
         "  --ch0             channel 0, H.264 (default 1920x1080@25)\n"
@@ -65,7 +66,10 @@ void printUsage() {
         "  --play            a WAV file to play in a loop (default: a 440 Hz tone)\n"
         "  --mic             the capture device: alsa:NAME (alsa:default records the\n"
         "                    microphone), a .wav path played in a loop, or any other\n"
-        "                    name for the host's tone generator (default: mic)\n");
+        "                    name for the host's tone generator (default: mic)\n"
+        "  --camera          what the camera sees: pattern, file:PATH (a video played in\n"
+        "                    a loop, or a still image) or v4l2:/dev/videoN (a webcam)\n"
+        "                    (default: $KQ_HOST_CAMERA, else the test pattern)\n");
 }
 
 Parsed parseOptions(int argc, char** argv, Options* options) {

@@ -32,6 +32,9 @@ struct Options {
     // The capture device: a generator's tone unless given (alsa:default records the
     // PC's microphone, a .wav path plays that file in a loop).
     std::string mic = "mic";
+    // The host's camera source: pattern, file:PATH or v4l2:DEVICE (empty: the
+    // environment's choice, KQ_HOST_CAMERA, or the pattern).
+    std::string camera;
 };
 
 enum class Parsed { Run, Help, Error };

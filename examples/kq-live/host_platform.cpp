@@ -14,6 +14,8 @@ bool setSyncMarks(bool on) {
     return true;
 }
 
+bool useCamera(const std::string& source) { return hostctl::setCameraSource(source) == 0; }
+
 void followLibraryLog(std::function<void(int level, const std::string& text)> listener) {
     if (!listener) return hostctl::setLogListener(nullptr);
     hostctl::setLogListener([listener = std::move(listener)](const hostctl::LogRecord& record) {

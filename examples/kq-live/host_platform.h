@@ -17,6 +17,10 @@ void quietHostPlatform();
 // cannot make them (the host platform always can).
 bool setSyncMarks(bool on);
 
+// Feeds the image channels from `source` (pattern, file:PATH, v4l2:DEVICE); false, the
+// platform's record echoed, when the host refuses it.
+bool useCamera(const std::string& source);
+
 // Hands every record the library and the platform store to `listener` (level, text) as
 // it is written, on the writing thread; null stops it.
 void followLibraryLog(std::function<void(int level, const std::string& text)> listener);

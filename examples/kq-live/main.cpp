@@ -146,6 +146,7 @@ int main(int argc, char** argv) {
     if (!makeFolder(options.outDir)) return 1;
     live::quietHostPlatform();
     live::setSyncMarks(options.syncMarks);
+    if (!options.camera.empty() && !live::useCamera(options.camera)) return 2;
 
     live::FrameHub hub;
     live::RtspServer rtsp(hub);

@@ -95,6 +95,9 @@ bool parseValue(const std::string& flag, const char* value, Options* options) {
         return *value ? (options->outDir = value, true) : fail(f, value, "a folder");
     if (flag == "--speaker") return parseDevice(f, value, &options->speaker);
     if (flag == "--mic") return parseDevice(f, value, &options->mic);
+    if (flag == "--camera")
+        return *value ? (options->camera = value, true)
+                      : fail(f, value, "pattern, file:PATH or v4l2:DEVICE");
     if (flag == "--max-viewers") return parseNumber(f, value, 1, 64, &options->maxViewers);
     if (flag == "--ch0") return parseChannel(f, value, false, &options->ch0);
     if (flag == "--ch1") return parseChannel(f, value, true, &options->ch1);
@@ -129,6 +132,7 @@ void printUsage() {
         "               [--rtsp-port PORT] [--http-port PORT] [--max-viewers N]\n"
         "               [--speaker NAME] [--mic NAME] [--out DIR] [--sync-marks]\n"
         "               [--ch0 WxH@FPS] [--ch1 WxH@FPS] [--bitrate BPS] [--gop N]\n"
+        "               [--camera SOURCE]\n"
         "  --seconds      how long to run; 0 (the default) until Ctrl-C or SIGTERM\n"
         "  --listen       the address to serve on (default 127.0.0.1); any other than a\n"
         "                 loopback address needs --user\n"
@@ -147,7 +151,10 @@ void printUsage() {
         "  --ch1          channel 1, MJPEG (default 640x360@25)\n"
         "  --bitrate      H.264 bitrate in bits per second (default 2097152)\n"
         "  --gop          H.264 key-frame interval in frames (default 25: a viewer\n"
-        "                 joins within a second)\n");
+        "                 joins within a second)\n"
+        "  --camera       what the camera sees: pattern, file:PATH (a video played in a\n"
+        "                 loop, or a still image) or v4l2:/dev/videoN (a webcam)\n"
+        "                 (default: $KQ_HOST_CAMERA, else the test pattern)\n");
 }
 
 Parsed parseOptions(int argc, char** argv, Options* options) {

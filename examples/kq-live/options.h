@@ -18,6 +18,9 @@ struct Options {
     std::string speaker;  // the talkback sink's device; empty: talkback.wav in outDir
     std::string mic = "mic";
     bool syncMarks = false;
+    // The host's camera source: pattern, file:PATH or v4l2:DEVICE (empty: the
+    // environment's choice, KQ_HOST_CAMERA, or the pattern).
+    std::string camera;
     unsigned int maxViewers = 8;
     examples::VideoSize ch0{1920, 1080, 25};  // H.264
     examples::VideoSize ch1{640, 360, 25};    // MJPEG

@@ -180,6 +180,7 @@ TEST(LiveRtsp, UnsafeOrBadOptionsAreRefused) {
         {"--ch1 644x360@25", "multiples of 8"},
         {"--max-viewers 0", "from 1 to 64"},
         {"--mic", "needs a value"},
+        {"--camera rtsp://cam", "is none of pattern, file:PATH and v4l2:DEVICE"},
     };
     for (const auto& c : kCases) {
         e2e::CommandResult run =
