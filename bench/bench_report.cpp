@@ -32,8 +32,10 @@ void Report::figure(const std::string& name, double value, const std::string& un
 void Report::figure(const std::string& name, double value, const std::string& unit,
                     const Target& target, int decimals) {
     bool met = target.met(value);
-    std::string judgement = std::string("target ") + (target.strict ? "under " : "at most ") +
-                            formatLimit(target.limit) + "  " + (met ? "PASS" : "ABOVE TARGET");
+    const char* bound = target.floor ? "at least " : target.strict ? "under " : "at most ";
+    const char* miss = target.floor ? "BELOW TARGET" : "ABOVE TARGET";
+    std::string judgement =
+        std::string("target ") + bound + formatLimit(target.limit) + "  " + (met ? "PASS" : miss);
     print(name, value, unit, decimals, judgement);
 }
 

@@ -6,14 +6,19 @@
 
 namespace bench {
 
-// An upper bound on a figure: "at most" or, when strict, "under".
+// A bound on a figure: "at most" or, when strict, "under"; or, for a floor, "at least".
 struct Target {
     double limit;
     bool strict = false;
+    bool floor = false;
 
     static Target atMost(double limit) { return {limit, false}; }
     static Target under(double limit) { return {limit, true}; }
-    bool met(double value) const { return strict ? value < limit : value <= limit; }
+    static Target atLeast(double limit) { return {limit, false, true}; }
+    bool met(double value) const {
+        if (floor) return value >= limit;
+        return strict ? value < limit : value <= limit;
+    }
 };
 
 class Report {
