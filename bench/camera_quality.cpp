@@ -105,10 +105,10 @@ Run streamChannel0(const std::string& source, int seconds, const std::string& ou
 
 // The pictures of `input` (those `select` picks, when given) as small luma planes.
 std::vector<std::vector<uint8_t>> smallLuma(const std::string& input, const std::string& select) {
-    const std::string raw = run("ffmpeg -v error -i '" + input + "' -vf '" + select +
-                                (select.empty() ? "" : ",") + "scale=" +
-                                std::to_string(kMatchWidth) + ":" + std::to_string(kMatchHeight) +
-                                "' -f rawvideo -pix_fmt gray -");
+    const std::string raw =
+        run("ffmpeg -v error -i '" + input + "' -vf '" + select + (select.empty() ? "" : ",") +
+            "scale=" + std::to_string(kMatchWidth) + ":" + std::to_string(kMatchHeight) +
+            "' -f rawvideo -pix_fmt gray -");
     const std::size_t size = std::size_t{kMatchWidth} * kMatchHeight;
     std::vector<std::vector<uint8_t>> pictures;
     for (std::size_t at = 0; at + size <= raw.size(); at += size)
@@ -118,8 +118,7 @@ std::vector<std::vector<uint8_t>> smallLuma(const std::string& input, const std:
 
 // The clip's picture nearest the stream's picture `index`.
 int clipPictureOf(const std::string& stream, int index, const std::string& clip) {
-    const auto first =
-        smallLuma(stream, "select=eq(n\\," + std::to_string(index) + ")");
+    const auto first = smallLuma(stream, "select=eq(n\\," + std::to_string(index) + ")");
     const auto pictures = smallLuma(clip, "");
     if (first.empty()) return -1;
     int best = -1;
@@ -146,18 +145,18 @@ const std::string kLimited = "scale=out_range=limited,format=yuv420p";
 // clip from its picture `start`.
 Quality qualityOf(const std::string& stream, int from, const std::string& clip, int start) {
     Quality quality;
-    quality.pictures = std::atoi(
-        run("ffprobe -v error -count_frames -select_streams v:0 -show_entries "
-            "stream=nb_read_frames -of csv=p=0 '" + stream + "'")
-            .c_str());
+    quality.pictures =
+        std::atoi(run("ffprobe -v error -count_frames -select_streams v:0 -show_entries "
+                      "stream=nb_read_frames -of csv=p=0 '" +
+                      stream + "'")
+                      .c_str());
     for (const char* metric : {"ssim", "psnr"}) {
         const std::string log =
             run("ffmpeg -hide_banner -nostats -i '" + stream + "' -i '" + clip +
                 "' -lavfi \"[1:v]trim=start_frame=" + std::to_string(start) + "," + kLimited +
                 ",setpts=PTS-STARTPTS[clip];[0:v]trim=start_frame=" + std::to_string(from) + "," +
-                kLimited +
-                ",setpts=PTS-STARTPTS[ours];[ours][clip]" +
-                metric + "=shortest=1\" -f null - 2>&1");
+                kLimited + ",setpts=PTS-STARTPTS[ours];[ours][clip]" + metric +
+                "=shortest=1\" -f null - 2>&1");
         std::smatch match;
         if (std::string(metric) == "ssim" &&
             std::regex_search(log, match, std::regex(R"(SSIM .* All:([0-9.]+))")))
@@ -173,8 +172,9 @@ Quality qualityOf(const std::string& stream, int from, const std::string& clip, 
 
 int main(int argc, char** argv) {
     const int seconds = argc > 1 ? std::max(2, std::atoi(argv[1])) : kDefaultSeconds;
-    bench::Report report("camera from a 1080p25 clip: channel 0 H.264 1920x1080@25, 2 Mbit/s, "
-                         "key frame every 50, against ffmpeg's libx264");
+    bench::Report report(
+        "camera from a 1080p25 clip: channel 0 H.264 1920x1080@25, 2 Mbit/s, "
+        "key frame every 50, against ffmpeg's libx264");
     const std::string clip = kScratch + "/camera-clip.mkv";
     // Longer than the run, so the stream never loops back within what is compared.
     if (run("ffmpeg -v error -y -f lavfi -i testsrc2=size=1920x1080:rate=25 -t " +
@@ -233,7 +233,7 @@ int main(int argc, char** argv) {
     report.figure("CPU, ffmpeg decoding the clip alone", ffmpegPercent, "% of a core", 1);
     // The process's allocations, FFmpeg's own included, on every thread.
     report.figure("allocations a picture, from the clip", fromClip.allocationsPerPicture, "", 1);
-    report.figure("allocations a picture, from the pattern", fromPattern.allocationsPerPicture,
-                  "", 1);
+    report.figure("allocations a picture, from the pattern", fromPattern.allocationsPerPicture, "",
+                  1);
     return 0;
 }

@@ -20,9 +20,7 @@ struct Source {
 constexpr const char* kFilePrefix = "file:";
 constexpr const char* kWebcamPrefix = "v4l2:";
 
-bool startsWith(const std::string& text, const char* prefix) {
-    return text.rfind(prefix, 0) == 0;
-}
+bool startsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
 
 // -EINVAL or -ENOTSUP with a record for a source that cannot be used.
 int parseSource(const std::string& name, Source* source) {
@@ -145,15 +143,13 @@ void CameraView::render(std::chrono::steady_clock::time_point due, uint64_t numb
     }
     if (feed) {
         switch (feed->pictureAt(due, frame, mScaler)) {
-        case video::CameraFeed::Pick::Picture:
-            mLook.apply(look, frame);
-            return;
-        case video::CameraFeed::Pick::NotYet:
-            return mPattern.render(number, look, frame, "camera " + mSourceName + ": starting");
-        case video::CameraFeed::Pick::Failed:
-            // A failure is final: its notice is made once.
-            if (mNotice.empty()) mNotice = "camera " + mSourceName + ": " + feed->failure();
-            return mPattern.render(number, look, frame, mNotice);
+            case video::CameraFeed::Pick::Picture: mLook.apply(look, frame); return;
+            case video::CameraFeed::Pick::NotYet:
+                return mPattern.render(number, look, frame, "camera " + mSourceName + ": starting");
+            case video::CameraFeed::Pick::Failed:
+                // A failure is final: its notice is made once.
+                if (mNotice.empty()) mNotice = "camera " + mSourceName + ": " + feed->failure();
+                return mPattern.render(number, look, frame, mNotice);
         }
     }
 #endif

@@ -103,8 +103,10 @@ void CameraFeed::run(const std::string& path, bool webcam) {
 
 CameraFeed::Pick CameraFeed::pictureAt(Clock::time_point due, Frame& out, FrameScaler& scaler) {
     std::unique_lock<std::mutex> lock(mMutex);
-    if (!mStarted)
+    if (!mStarted && !mWaitedForStart) {
+        mWaitedForStart = true;
         mChanged.wait_for(lock, kFirstPictureWait, [this] { return mStarted || mStopping; });
+    }
     if (!mFailure.empty()) return Pick::Failed;
     // The newest picture due by then; before any is, the first to come.
     const Slot* newestDue = nullptr;

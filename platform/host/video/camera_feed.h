@@ -37,8 +37,9 @@ public:
 
     enum class Pick { Picture, NotYet, Failed };
     // Scales the newest picture due by `due` (or, before any is due, the first) into
-    // `out`, already sized, with `scaler`. Waits for the feed's first picture, up to half
-    // a second, as a sensor takes a moment to start; after that never for the decoder.
+    // `out`, already sized, with `scaler`. The first call waits for the feed's first
+    // picture, up to half a second, as a sensor takes a moment to start; no call after
+    // that waits for the decoder.
     // Failed once the source has failed, even if pictures came before: see failure().
     Pick pictureAt(Clock::time_point due, Frame& out, FrameScaler& scaler);
 
@@ -73,6 +74,7 @@ private:
     std::condition_variable mChanged;
     Slot mSlots[kSlots];
     bool mStarted = false;  // a picture shown, the source failed or it is stopping
+    bool mWaitedForStart = false;
     bool mStopping = false;
     std::string mFailure;
     Stats mStats{};

@@ -25,8 +25,7 @@ void flipPlane(uint8_t* plane, uint32_t width, uint32_t height, bool mirror, boo
             std::reverse(plane + std::size_t{row} * width, plane + std::size_t{row + 1} * width);
     if (upsideDown)
         for (uint32_t top = 0, bottom = height - 1; top < bottom; ++top, --bottom)
-            std::swap_ranges(plane + std::size_t{top} * width,
-                             plane + std::size_t{top + 1} * width,
+            std::swap_ranges(plane + std::size_t{top} * width, plane + std::size_t{top + 1} * width,
                              plane + std::size_t{bottom} * width);
 }
 

@@ -60,10 +60,9 @@ std::string SourceDecoder::open(const std::string& path, bool webcam) {
     }
     AVFormatContext* format = avformat_alloc_context();
     if (!format) return "out of memory";
-    format->interrupt_callback = {[](void* decoder) -> int {
-                                      return static_cast<SourceDecoder*>(decoder)->mInterrupted;
-                                  },
-                                  this};
+    format->interrupt_callback = {
+        [](void* decoder) -> int { return static_cast<SourceDecoder*>(decoder)->mInterrupted; },
+        this};
     // On failure the context is freed and `format` nulled.
     int rc = avformat_open_input(&format, path.c_str(), input, nullptr);
     if (rc < 0) return "cannot open it: " + errorText(rc);
@@ -184,7 +183,8 @@ bool SourceDecoder::cutShort(std::string* reason) const {
     const AVStream* stream = mFormat->streams[mStream];
     int64_t announcedUs = AV_NOPTS_VALUE;
     if (stream->duration != AV_NOPTS_VALUE && stream->duration > 0)
-        announcedUs = av_rescale_q(stream->duration, stream->time_base, AVRational{1, kMicrosecond});
+        announcedUs =
+            av_rescale_q(stream->duration, stream->time_base, AVRational{1, kMicrosecond});
     else if (mFormat->duration != AV_NOPTS_VALUE && mFormat->duration > 0)
         announcedUs = av_rescale_q(mFormat->duration, AV_TIME_BASE_Q, AVRational{1, kMicrosecond});
     const int64_t playedUs = mLastUs + mIntervalUs;
