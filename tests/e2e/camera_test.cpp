@@ -23,11 +23,12 @@ std::vector<std::vector<uint8_t>> lumaPictures(const std::string& path, int widt
     return pictures;
 }
 
-double psnr(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b) {
+// Over every `step`th pixel: a coarse step finds a picture's match in the clip quickly.
+double psnr(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b, std::size_t step = 1) {
     if (a.size() != b.size() || a.empty()) return 0;
     double squares = 0;
-    for (std::size_t i = 0; i < a.size(); ++i) squares += (a[i] - b[i]) * double(a[i] - b[i]);
-    return squares == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * a.size() / squares);
+    for (std::size_t i = 0; i < a.size(); i += step) squares += (a[i] - b[i]) * double(a[i] - b[i]);
+    return squares == 0 ? 99 : 10 * std::log10(255.0 * 255.0 * (a.size() / step) / squares);
 }
 
 double meanOf(const std::vector<uint8_t>& picture) {
@@ -85,16 +86,15 @@ TEST_F(CameraTest, ChannelZeroEncodesTheClipPictureForPicture) {
     double worst = 99;
     for (std::size_t i = 0; i < encoded.size(); ++i) {
         std::size_t best = 0;
-        double bestPsnr = 0;
-        for (std::size_t j = 0; j < source.size(); ++j) {
-            const double value = psnr(encoded[i], source[j]);
-            if (value > bestPsnr) bestPsnr = value, best = j;
-        }
-        worst = std::min(worst, bestPsnr);
+        for (std::size_t j = 1; j < source.size(); ++j)
+            if (psnr(encoded[i], source[j], 61) > psnr(encoded[i], source[best], 61)) best = j;
+        worst = std::min(worst, psnr(encoded[i], source[best]));
         if (i > 0 && best == (previous + 2) % source.size()) ++inStep;
         previous = best;
     }
-    EXPECT_GE(worst, 30.0) << "dB, the worst picture against its best match in the clip";
+    // 1 Mbit/s is plenty for 320x180: each picture comes out at about 53 dB, and one cut
+    // or placed two pixels off falls below 30.
+    EXPECT_GE(worst, 40.0) << "dB, the worst picture against its best match in the clip";
     // A decoder or a channel that falls behind skips a picture now and then; one that
     // ignored the clip's times would show every picture, at half the clip's speed.
     EXPECT_GE(inStep, (encoded.size() - 1) * 8 / 10) << "of " << encoded.size() - 1;
