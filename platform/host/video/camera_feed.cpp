@@ -35,6 +35,8 @@ CameraFeed::Stats CameraFeed::stats() const {
 void CameraFeed::fail(const std::string& reason) {
     {
         std::lock_guard<std::mutex> lock(mMutex);
+        // Stopping interrupts a read: that is no failure of the source.
+        if (mStopping) return;
         mFailure = reason;
         mStarted = true;
     }
