@@ -2,7 +2,9 @@
 // demo's stream) against ffmpeg's libx264 encoding the same stretch of the clip with the
 // same preset, size, rate, bitrate and key-frame interval, both measured by ffmpeg's
 // SSIM and PSNR against the clip; and the CPU time decoding the clip adds beside the
-// pipeline, against the same run from the test pattern, and the allocations it adds.
+// pipeline, against the same run from the test pattern, and the allocations it adds;
+// and that a 2160p60 clip, more than the decoder keeps up with, leaves the channel's pace
+// alone and drops source pictures instead.
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -53,9 +55,16 @@ double cpuSeconds(int who = RUSAGE_SELF) {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
+struct StreamFile {
+    std::ofstream file;
+    uint64_t pictures = 0;
+};
+
 int writeFrame(const uint8_t* data, uint32_t length, uint32_t, uint32_t, uint32_t, uint32_t,
-               void* file) {
-    static_cast<std::ofstream*>(file)->write(reinterpret_cast<const char*>(data), length);
+               void* user) {
+    auto* stream = static_cast<StreamFile*>(user);
+    stream->file.write(reinterpret_cast<const char*>(data), length);
+    ++stream->pictures;
     return 0;
 }
 
@@ -63,6 +72,7 @@ struct Run {
     bool ok = false;
     double cpuPercent = 0;  // of one core
     double allocationsPerPicture = 0;
+    double picturesPerSecond = 0;  // what channel 0 delivered
     hostctl::CameraStats camera{};
 };
 
@@ -72,9 +82,9 @@ Run streamChannel0(const std::string& source, int seconds, const std::string& ou
     hostctl::reset();
     hostctl::setJournalEnabled(false);
     hostctl::setLogEcho(stderr);
-    std::ofstream file(out, std::ios::binary);
+    StreamFile stream{std::ofstream(out, std::ios::binary)};
     if (hostctl::setCameraSource(source) != 0 || kq_init_kq() != KQ_OK) return result;
-    if (kq_open_encoder(0, &kChannel0, writeFrame, &file) == KQ_OK) {
+    if (kq_open_encoder(0, &kChannel0, writeFrame, &stream) == KQ_OK) {
         const double before = cpuSeconds();
         if (kq_start_encoder(0) == KQ_OK) {
             std::atomic<bool> stop{false};
@@ -94,6 +104,7 @@ Run streamChannel0(const std::string& source, int seconds, const std::string& ou
             reader.join();
             result.camera = hostctl::cameraStats();
             result.cpuPercent = 100 * (cpuSeconds() - before) / seconds;
+            result.picturesPerSecond = double(stream.pictures) / seconds;
             result.ok = true;
         }
         kq_close_encoder(0);
@@ -190,6 +201,13 @@ int main(int argc, char** argv) {
         report.note("the channel did not stream: see the records above");
         return 1;
     }
+    // A source the decoder cannot keep up with beside the pipeline on this machine.
+    const std::string heavyClip = kScratch + "/camera-clip-2160p60.mp4";
+    run("ffmpeg -v error -y -f lavfi -i testsrc2=size=3840x2160:rate=60 -t " +
+        std::to_string(seconds + 4) + " -c:v libx264 -preset ultrafast -crf 18 '" + heavyClip +
+        "'");
+    const Run fromHeavy =
+        streamChannel0("file:" + heavyClip, seconds, kScratch + "/camera-2160p60.h264");
     const int start = clipPictureOf(ours, kSettle, clip);
     const std::string profile =
         run("ffprobe -v error -select_streams v:0 -show_entries stream=profile -of csv=p=0 '" +
@@ -231,6 +249,11 @@ int main(int argc, char** argv) {
     report.figure("CPU the clip adds (decode, convert, copy)",
                   fromClip.cpuPercent - fromPattern.cpuPercent, "% of a core", 1);
     report.figure("CPU, ffmpeg decoding the clip alone", ffmpegPercent, "% of a core", 1);
+    report.note("from a 3840x2160@60 clip, more than the decoder keeps up with:");
+    report.figure("channel 0 pictures a second", fromHeavy.picturesPerSecond, "",
+                  bench::Target::atLeast(kChannel0.fps - 0.5), 1);
+    report.figure("source pictures decoded", static_cast<double>(fromHeavy.camera.decoded), "");
+    report.figure("source pictures dropped", static_cast<double>(fromHeavy.camera.dropped), "");
     // The process's allocations, FFmpeg's own included, on every thread.
     report.figure("allocations a picture, from the clip", fromClip.allocationsPerPicture, "", 1);
     report.figure("allocations a picture, from the pattern", fromPattern.allocationsPerPicture, "",

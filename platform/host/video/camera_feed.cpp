@@ -76,7 +76,7 @@ void CameraFeed::run(const std::string& path, bool webcam) {
     bool anyShown = false;
     for (Slot* slot; (slot = freeSlot()) != nullptr;) {
         int64_t timeUs = 0;
-        SourceDecoder::Next next = mDecoder.next(slot->frame, &timeUs, &reason);
+        SourceDecoder::Next next = mDecoder.next(&timeUs, &reason);
         if (next == SourceDecoder::Next::Failed) return fail(reason);
         if (next == SourceDecoder::Next::Still) break;
 
@@ -85,14 +85,17 @@ void CameraFeed::run(const std::string& path, bool webcam) {
         if (!anyShown || now - (start + sourceTime) > kMostBehind) start = now - sourceTime;
         const auto interval = std::chrono::microseconds(timeUs - lastUs);
         lastUs = timeUs;
+        // Overdue when even the next picture would be due by now: it is not converted,
+        // which is most of the time a large picture takes, and the next one shows.
+        const bool overdue = anyShown && start + sourceTime + interval < now;
+        if (!overdue && !mDecoder.convert(slot->frame, &reason)) return fail(reason);
         std::lock_guard<std::mutex> lock(mMutex);
         ++mStats.decoded;
-        slot->due = start + sourceTime;
-        // Overdue when even the next picture would be due by now: let the next one show.
-        if (anyShown && slot->due + interval < now) {
+        if (overdue) {
             ++mStats.dropped;
             continue;
         }
+        slot->due = start + sourceTime;
         slot->shown = true;
         anyShown = true;
         mStarted = true;

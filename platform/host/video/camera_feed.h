@@ -3,9 +3,9 @@
 // first one plus its time in the source, so the source keeps its own pace whatever the
 // channels' rate. For each picture it makes, an image channel takes the newest one due
 // by then, scaled to its size; its pace never waits on the decoder. A decoder that falls
-// behind drops the pictures that are overdue before it is done with them (counted), and
-// the channels show the last one again meanwhile; one more than a second behind starts
-// its clock afresh.
+// behind drops the pictures already overdue once decoded, unconverted (counted), so that
+// it catches up, and the channels show the last one again meanwhile; one more than a
+// second behind starts its clock afresh.
 #pragma once
 
 #include <chrono>
@@ -48,7 +48,7 @@ public:
 
     struct Stats {
         uint64_t decoded;  // pictures decoded from the source
-        uint64_t dropped;  // decoded after they were overdue, never shown
+        uint64_t dropped;  // overdue once decoded: never converted nor shown
     };
     Stats stats() const;
 

@@ -82,10 +82,11 @@ std::string SourceDecoder::open(const std::string& path, bool webcam) {
     return {};
 }
 
-SourceDecoder::Next SourceDecoder::next(Frame& frame, int64_t* timeUs, std::string* reason) {
+SourceDecoder::Next SourceDecoder::next(int64_t* timeUs, std::string* reason) {
+    av_frame_unref(mPicture.get());
     for (;;) {
         bool failed = false;
-        if (receive(frame, timeUs, reason, &failed)) return Next::Picture;
+        if (receive(timeUs, reason, &failed)) return Next::Picture;
         if (failed) return Next::Failed;
         if (mDraining) {
             Next after = restart(reason);
@@ -117,7 +118,7 @@ SourceDecoder::Next SourceDecoder::next(Frame& frame, int64_t* timeUs, std::stri
     }
 }
 
-bool SourceDecoder::receive(Frame& frame, int64_t* timeUs, std::string* reason, bool* failed) {
+bool SourceDecoder::receive(int64_t* timeUs, std::string* reason, bool* failed) {
     int rc = avcodec_receive_frame(mCodec.get(), mPicture.get());
     if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF) return false;
     if (rc < 0) {
@@ -137,14 +138,15 @@ bool SourceDecoder::receive(Frame& frame, int64_t* timeUs, std::string* reason, 
     mLastUs = us;
     ++mPicturesThisPass;
     *timeUs = us;
-    bool converted = convert(frame, reason);
-    av_frame_unref(mPicture.get());
-    *failed = !converted;
-    return converted;
+    return true;
 }
 
 bool SourceDecoder::convert(Frame& frame, std::string* reason) {
     const AVFrame& picture = *mPicture;
+    if (!picture.data[0]) {
+        *reason = "no picture decoded to convert";
+        return false;
+    }
     const auto width = static_cast<uint32_t>(picture.width) & ~1u;
     const auto height = static_cast<uint32_t>(picture.height) & ~1u;
     if (!validFrameSize(width, height)) {

@@ -33,24 +33,27 @@ public:
     std::string open(const std::string& path, bool webcam);
 
     enum class Next {
-        Picture,  // `frame` holds the next picture and `timeUs` its time
+        Picture,  // the next picture is decoded, `timeUs` its time: convert() gives it
         Still,    // the source is one picture, already given: keep showing it
         Failed,   // `reason` says why; the decoder gives nothing more
     };
-    // Decodes the next picture into `frame`, at the source's size rounded down to even
-    // sides, full-range BT.601 as the pipeline draws. `timeUs` counts from the first
-    // picture. Blocks until a webcam sends one.
-    Next next(Frame& frame, int64_t* timeUs, std::string* reason);
+    // Decodes the next picture; `timeUs` counts from the first picture. Blocks until a
+    // webcam sends one.
+    Next next(int64_t* timeUs, std::string* reason);
+    // The picture next() decoded into `frame`, at the source's size rounded down to even
+    // sides, full-range BT.601 as the pipeline draws. Apart from decoding, since a
+    // picture decoded too late to be shown need not be converted. False, saying why,
+    // when its size or pixel format cannot be taken.
+    bool convert(Frame& frame, std::string* reason);
 
     // Makes a next() or open() waiting on the source give up (Failed); from any thread.
     void interrupt() { mInterrupted = true; }
 
 private:
-    // One picture out of the decoder into `frame`; false when the decoder wants input.
-    bool receive(Frame& frame, int64_t* timeUs, std::string* reason, bool* failed);
+    // One picture out of the decoder; false when the decoder wants input or failed.
+    bool receive(int64_t* timeUs, std::string* reason, bool* failed);
     // Back to the first picture at the end of a file; Still, Failed or Picture (go on).
     Next restart(std::string* reason);
-    bool convert(Frame& frame, std::string* reason);
     // Whether the first pass ended well before the length the file announces.
     bool cutShort(std::string* reason) const;
 
