@@ -63,8 +63,14 @@ std::string SourceDecoder::open(const std::string& path, bool webcam) {
     format->interrupt_callback = {
         [](void* decoder) -> int { return static_cast<SourceDecoder*>(decoder)->mInterrupted; },
         this};
+    // A file is a file: a path with a colon in it is not taken for a protocol, and no
+    // network or other protocol is reached from it.
+    AVDictionary* options = nullptr;
+    if (!webcam) av_dict_set(&options, "protocol_whitelist", "file", 0);
+    const std::string url = webcam ? path : "file:" + path;
     // On failure the context is freed and `format` nulled.
-    int rc = avformat_open_input(&format, path.c_str(), input, nullptr);
+    int rc = avformat_open_input(&format, url.c_str(), input, &options);
+    av_dict_free(&options);
     if (rc < 0) return "cannot open it: " + errorText(rc);
     mFormat.reset(format);
     rc = avformat_find_stream_info(format, nullptr);
