@@ -6,11 +6,8 @@ extern "C" {
 
 #include <algorithm>
 #include <cstring>
-#include <iterator>
 
 namespace host::video {
-
-FrameScaler::~FrameScaler() { sws_freeContext(mContext); }
 
 bool FrameScaler::scale(const Frame& from, Frame& to) {
     if (!from.valid() || !to.valid()) return false;
@@ -30,18 +27,10 @@ bool FrameScaler::scale(const Frame& from, Frame& to) {
     const uint32_t left = (from.width - cropWidth) / 2 & ~1u;
     const uint32_t top = (from.height - cropHeight) / 2 & ~1u;
 
-    // sws_getCachedContext() allocates on every call: the context is remade here only
-    // when a size changes.
-    const uint32_t key[] = {cropWidth, cropHeight, to.width, to.height};
-    if (!mContext || !std::equal(std::begin(key), std::end(key), std::begin(mKey))) {
-        sws_freeContext(mContext);
-        mContext = sws_getContext(static_cast<int>(cropWidth), static_cast<int>(cropHeight),
-                                  AV_PIX_FMT_YUVJ420P, static_cast<int>(to.width),
-                                  static_cast<int>(to.height), AV_PIX_FMT_YUVJ420P, SWS_BICUBIC,
-                                  nullptr, nullptr, nullptr);
-        std::copy(std::begin(key), std::end(key), std::begin(mKey));
-    }
-    if (!mContext) return false;
+    SwsContext* context =
+        mContext.get(static_cast<int>(cropWidth), static_cast<int>(cropHeight), AV_PIX_FMT_YUVJ420P,
+                     static_cast<int>(to.width), static_cast<int>(to.height), AV_PIX_FMT_YUVJ420P);
+    if (!context) return false;
     const uint8_t* source[] = {
         from.y() + std::size_t{top} * from.width + left,
         from.u() + std::size_t{top / 2} * from.chromaWidth() + left / 2,
@@ -52,7 +41,7 @@ bool FrameScaler::scale(const Frame& from, Frame& to) {
     uint8_t* target[] = {to.y(), to.u(), to.v()};
     const int targetStrides[] = {static_cast<int>(to.width), static_cast<int>(to.chromaWidth()),
                                  static_cast<int>(to.chromaWidth())};
-    sws_scale(mContext, source, sourceStrides, 0, static_cast<int>(cropHeight), target,
+    sws_scale(context, source, sourceStrides, 0, static_cast<int>(cropHeight), target,
               targetStrides);
     return true;
 }

@@ -3,28 +3,19 @@
 // aspect ratios differ, never stretched.
 #pragma once
 
-#include <cstdint>
-
 #include "video/frame.h"
-
-struct SwsContext;
+#include "video/scaler_context.h"
 
 namespace host::video {
 
 class FrameScaler {
 public:
-    FrameScaler() = default;
-    ~FrameScaler();
-    FrameScaler(const FrameScaler&) = delete;
-    FrameScaler& operator=(const FrameScaler&) = delete;
-
     // Fills `to`, already sized, from `from`; a copy when the sizes are equal. False when
     // either is not valid() or libswscale refuses the sizes.
     bool scale(const Frame& from, Frame& to);
 
 private:
-    SwsContext* mContext = nullptr;  // remade only when a size changes
-    uint32_t mKey[4] = {};           // the sizes it was made for: crop, then target
+    ScalerContext mContext;
 };
 
 }  // namespace host::video

@@ -44,7 +44,7 @@ SourceDecoder::SourceDecoder()
       mPacket(av_packet_alloc(), freePacket),
       mPicture(av_frame_alloc(), freePicture) {}
 
-SourceDecoder::~SourceDecoder() { sws_freeContext(mScaler); }
+SourceDecoder::~SourceDecoder() = default;
 
 std::string SourceDecoder::open(const std::string& path, bool webcam) {
     quietFfmpeg();
@@ -161,18 +161,10 @@ bool SourceDecoder::convert(Frame& frame, std::string* reason) {
                   "-" + std::to_string(kMaxFrameSide) + " a side";
         return false;
     }
-    // sws_getCachedContext() allocates on every call, even when it keeps the context:
-    // the context is remade here only when the source's pictures change.
-    const ScalerKey key{width, height, picture.format};
-    if (!mScaler || !(key == mScalerKey)) {
-        sws_freeContext(mScaler);
-        mScaler = sws_getContext(static_cast<int>(width), static_cast<int>(height),
-                                 static_cast<AVPixelFormat>(picture.format),
-                                 static_cast<int>(width), static_cast<int>(height),
-                                 AV_PIX_FMT_YUVJ420P, SWS_BICUBIC, nullptr, nullptr, nullptr);
-        mScalerKey = key;
-    }
-    if (!mScaler) {
+    SwsContext* scaler =
+        mScaler.get(static_cast<int>(width), static_cast<int>(height), picture.format,
+                    static_cast<int>(width), static_cast<int>(height), AV_PIX_FMT_YUVJ420P);
+    if (!scaler) {
         *reason = std::string("its pixel format ") +
                   av_get_pix_fmt_name(static_cast<AVPixelFormat>(picture.format)) +
                   " cannot be converted";
@@ -182,8 +174,7 @@ bool SourceDecoder::convert(Frame& frame, std::string* reason) {
     uint8_t* planes[] = {frame.y(), frame.u(), frame.v()};
     const int strides[] = {static_cast<int>(width), static_cast<int>(frame.chromaWidth()),
                            static_cast<int>(frame.chromaWidth())};
-    sws_scale(mScaler, picture.data, picture.linesize, 0, static_cast<int>(height), planes,
-              strides);
+    sws_scale(scaler, picture.data, picture.linesize, 0, static_cast<int>(height), planes, strides);
     return true;
 }
 

@@ -12,12 +12,12 @@
 #include <string>
 
 #include "video/frame.h"
+#include "video/scaler_context.h"
 
 struct AVCodecContext;
 struct AVFormatContext;
 struct AVFrame;
 struct AVPacket;
-struct SwsContext;
 
 namespace host::video {
 
@@ -61,15 +61,7 @@ private:
     std::unique_ptr<AVCodecContext, void (*)(AVCodecContext*)> mCodec;
     std::unique_ptr<AVPacket, void (*)(AVPacket*)> mPacket;
     std::unique_ptr<AVFrame, void (*)(AVFrame*)> mPicture;
-    struct ScalerKey {
-        uint32_t width = 0, height = 0;
-        int format = -1;
-        bool operator==(const ScalerKey& o) const {
-            return width == o.width && height == o.height && format == o.format;
-        }
-    };
-    SwsContext* mScaler = nullptr;  // remade only when the source's pictures change
-    ScalerKey mScalerKey;
+    ScalerContext mScaler;  // the decoded pictures into the pipeline's format
     int mStream = -1;
     std::atomic<bool> mInterrupted{false};
     bool mWebcam = false;
